@@ -1,0 +1,24 @@
+// Time as the line thread sees it, so that nothing has to wait for the real one to be tested.
+
+#ifndef COMMON_CLOCK_H
+#define COMMON_CLOCK_H
+
+#include <QtGlobal>
+
+/// A monotonic clock that can also be slept on. Every operation may be called from any thread.
+class Clock
+{
+public:
+    virtual ~Clock() {}
+
+    /// Milliseconds since boot; never goes back.
+    virtual qint64 msecsSinceBoot() = 0;
+
+    /// Blocks the calling thread for `ms` milliseconds, signals notwithstanding.
+    virtual void sleep(ulong ms) = 0;
+
+    /// The clock of the machine. Lives as long as the process.
+    static Clock *system();
+};
+
+#endif // COMMON_CLOCK_H
