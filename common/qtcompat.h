@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QString>
 #include <QtGlobal>
+#include <QtPlugin>
 
 // Assertions are part of the driver's behaviour and stay on in every build type, whatever the
 // flags of the build say.
@@ -35,5 +36,25 @@ inline int drawRandomNumber()
 #pragma GCC diagnostic pop
 #endif
 }
+
+/// The class as the root of the plug-in `NAME`. Stands once, in the source of the class.
+///
+/// Qt 4.8 exports the root and the verification text of its own build here. Qt 5 exports the root
+/// through the class's Q_PLUGIN_METADATA and has no verification text, so the plug-in carries the
+/// one that the terminal's loader compares with its own build.
+#if QT_VERSION < 0x050000
+#define DMC50_EXPORT_PLUGIN(NAME, CLASS) Q_EXPORT_PLUGIN2(NAME, CLASS)
+#else
+#define DMC50_EXPORT_PLUGIN(NAME, CLASS)                                                           \
+    __attribute__((section(".qtplugin"), used)) static const char qt_plugin_verification_data[] =  \
+        "pattern=QT_PLUGIN_VERIFICATION_DATA\n"                                                    \
+        "version=4.8.6\n"                                                                          \
+        "debug=false\n"                                                                            \
+        "buildkey=arm linux g++-4 no-pkg-config";                                                  \
+    extern "C" Q_DECL_EXPORT const char *qt_plugin_query_verification_data()                       \
+    {                                                                                              \
+        return qt_plugin_verification_data;                                                        \
+    }
+#endif
 
 #endif // COMMON_QTCOMPAT_H

@@ -1,4 +1,5 @@
-// Containers of DMC50 addresses and the search in them, shared by the driver and its line thread.
+// DMC50 addresses: from text to number, their containers and the search in them. Shared by the
+// driver and its line thread.
 
 #ifndef DRIVER_DMC50_SHARE_H
 #define DRIVER_DMC50_SHARE_H
@@ -6,6 +7,7 @@
 #include <map>
 #include <vector>
 
+#include <QString>
 #include <QtGlobal>
 
 /// DMC50 addresses. An element holds a 32-bit word, also where `ulong` has 64 bits.
@@ -16,6 +18,23 @@ typedef std::vector<uchar> UCharVector;
 
 /// Station number to the addresses that the project defines there, ascending.
 typedef std::map<uchar, AddressVector> AddressVectorMap;
+
+/// The address of an NA text.
+/// \param digits  its hexadecimal digits
+/// \return the 32-bit address; 0 when the digits do not fit 32 bits
+ulong NaAddress(const QString &digits);
+
+/// The address of a PA text: the head x 2^20 + the digits, a sum that wraps at 32 bits.
+/// \param head    the three hexadecimal digits after "PA"
+/// \param digits  the hexadecimal digits that follow; 0 when they do not fit 32 bits
+ulong PaAddress(const QString &head, const QString &digits);
+
+/// The station that a prefix names: the low 8 bits of its decimal number, 0 when the text is no
+/// number or does not fit 32 bits.
+uchar StationNumber(const QString &digits);
+
+/// The address `offset` places behind another one. Addresses are 32-bit words and wrap.
+ulong AddressAt(ulong first, uint offset);
 
 /// Strict order of addresses.
 bool CompareAddress(ulong a, ulong b);

@@ -1,0 +1,608 @@
+#include "driver/dmc50v3.h"
+
+#include <algorithm>
+#include <limits>
+
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QVariant>
+
+#include "common/clock.h"
+#include "common/qtcompat.h"
+#include "common/tools.h"
+#include "cpl/dmc50_polling_thread.h"
+#include "hmi/abstractdeviceinterface.h"
+
+namespace
+{
+
+const int BytesPerDWord = 4;
+const size_t ScratchEntries = 50;
+
+bool startsWith(const QString &address, const char *prefix)
+{
+    return address.startsWith(QLatin1String(prefix), Qt::CaseInsensitive);
+}
+
+/// Tags that the driver keeps for the project's sake; nothing stands behind them.
+bool isInertTag(const QString &address)
+{
+    return startsWith(address, "INITDRV") || startsWith(address, "LOWLATENCY");
+}
+
+bool isWriteQueueSizeTag(const QString &address)
+{
+    return startsWith(address, "WRITE_QUE_SIZE");
+}
+
+/// Tags of the program transfer. No transfer is part of this version: they read 0.
+bool isTransferTag(const QString &address)
+{
+    return startsWith(address, "VVT_");
+}
+
+bool isDataType(const CommunicatorCommand &cmd)
+{
+    return isByteCommand(cmd) || isWordCommand(cmd) || isDoubleWordCommand(cmd) ||
+           isBlockCommand(cmd);
+}
+
+bool isBitType(const CommunicatorCommand &cmd)
+{
+    return isBitCommand(cmd) || cmd.dataType == CommunicatorCommand::BitBlockType;
+}
+
+uchar stationOf(AbstractDeviceInterface *link)
+{
+    return static_cast<uchar>(link->stationId());
+}
+
+QRegExp addressPattern(const char *pattern)
+{
+    return QRegExp(QString::fromLatin1(pattern), Qt::CaseInsensitive);
+}
+
+} // namespace
+
+/// Counts a call of `read` or `write` for as long as it runs, so that the destructor can wait.
+class DriverDMC50v3::CallInProgress
+{
+public:
+    explicit CallInProgress(std::atomic<int> &count) : m_count(count) { ++m_count; }
+    ~CallInProgress() { --m_count; }
+
+private:
+    Q_DISABLE_COPY(CallInProgress)
+    std::atomic<int> &m_count;
+};
+
+DriverDMC50v3::DriverDMC50v3()
+    : m_has_error(false), m_debug_mode(false), m_db_opened(false), m_valid_addresses_ready(false),
+      m_default_station_id(1),
+      m_station_pa_regexp(addressPattern("^(\\d+)-PA([\\da-f]{3})([\\da-f]+)")),
+      m_pa_regexp(addressPattern("^PA([\\da-f]{3})([\\da-f]+)")),
+      m_station_na_regexp(addressPattern("^(\\d+)-NA([\\da-f]+)")),
+      m_na_regexp(addressPattern("^NA([\\da-f]+)")),
+      m_pa_bit_regexp(addressPattern("^PA([\\da-f]{3})([\\da-f]+)\\.(\\d+)")),
+      m_na_bit_regexp(addressPattern("^NA([\\da-f]+)\\.(\\d+)")),
+      m_connection_name(QString::number(drawRandomNumber())), m_transfer_busy(false),
+      m_running_thread(nullptr), m_calls_in_progress(0)
+{
+    m_comm_addresses.reserve(ScratchEntries);
+    m_data_indexes.reserve(ScratchEntries);
+}
+
+DriverDMC50v3::~DriverDMC50v3()
+{
+    // A call in progress may only now be starting the thread, hence stop() in each round.
+    while (m_calls_in_progress > 0) {
+        if (PollingThread *const thread = m_running_thread)
+            thread->stop();
+        Clock::system()->sleep(1);
+    }
+    stopThread();
+    QSqlDatabase::removeDatabase(m_connection_name);
+}
+
+// ---- Identity
+// ------------------------------------------------------------------------------------
+
+int DriverDMC50v3::totalSize()
+{
+    return 1024;
+}
+
+bool DriverDMC50v3::initialize(AbstractDeviceInterface *)
+{
+    return true;
+}
+
+bool DriverDMC50v3::validation(const QString &)
+{
+    return false;
+}
+
+QString DriverDMC50v3::name()
+{
+    return QString::fromLatin1("DMC50 v3");
+}
+
+QString DriverDMC50v3::vender()
+{
+    return QString::fromLatin1("Yamatake");
+}
+
+QString DriverDMC50v3::getVersionNumber()
+{
+    static const QString version = QString::fromLatin1("1.0.0");
+    return version;
+}
+
+DeviceSetting *DriverDMC50v3::getDefaultSerialDeviceSetting()
+{
+    return new DeviceSetting(DeviceSetting::Rs485, QString::fromLatin1("COM2"), 38400, 8,
+                             DeviceSetting::OneStopBit, DeviceSetting::EvenParity);
+}
+
+DriverSetting *DriverDMC50v3::getDefaultDriverSetting()
+{
+    return new DriverSetting(9000, 1, 1, 20);
+}
+
+QString DriverDMC50v3::getStringBasedDefaultDriverSetting()
+{
+    return QString::fromLatin1("RS485,38400,EVEN,8,1");
+}
+
+int DriverDMC50v3::supportedCommunicationFlags()
+{
+    return 0x10 | 0x20 | 0x40;
+}
+
+void DriverDMC50v3::setDebugMode(bool on)
+{
+    m_debug_mode = on;
+}
+
+int DriverDMC50v3::getBlockAccessSize()
+{
+    return 1024;
+}
+
+int DriverDMC50v3::getBitBlockAccessSize()
+{
+    return 1024;
+}
+
+QObject *DriverDMC50v3::getThisObject()
+{
+    return this;
+}
+
+// ---- Session
+// -------------------------------------------------------------------------------------
+
+bool DriverDMC50v3::isSupportSessionCommand()
+{
+    return true;
+}
+
+void DriverDMC50v3::setSessionCommand(QList<CommunicatorCommand> commands)
+{
+    if (commands.isEmpty())
+        return;
+    if (m_thread)
+        m_thread->setSessionCommand(commands);
+    else
+        m_session_commands = commands;
+}
+
+void DriverDMC50v3::clearSessionCommand()
+{
+    if (m_thread)
+        m_thread->clearSessionCommand();
+}
+
+// ---- Errors
+// --------------------------------------------------------------------------------------
+
+bool DriverDMC50v3::hasError()
+{
+    return (m_thread && m_thread->hasError()) || m_has_error;
+}
+
+QString DriverDMC50v3::getLastError()
+{
+    return m_thread && m_thread->hasError() ? m_thread->getLastError() : m_last_error;
+}
+
+void DriverDMC50v3::clearError()
+{
+    m_has_error = false;
+}
+
+void DriverDMC50v3::setCommError(const QString &text)
+{
+    m_has_error = true;
+    m_last_error = text;
+}
+
+void DriverDMC50v3::addStrToFrontOfErrorDescription(const QString &text)
+{
+    if (!m_last_error.contains(QLatin1Char(':')))
+        m_last_error.prepend(text);
+}
+
+// ---- The polling thread
+// --------------------------------------------------------------------------
+
+void DriverDMC50v3::createThread(AbstractDeviceInterface *link)
+{
+    stopThread();
+    m_thread.reset(new PollingThread(link, &m_valid_addresses_map, m_default_station_id));
+    m_running_thread = m_thread.get();
+    if (!m_session_commands.isEmpty()) {
+        m_thread->setSessionCommand(m_session_commands);
+        m_session_commands.clear();
+    }
+    if (!m_low_latency_stations.empty()) {
+        m_thread->setLowLatency(m_low_latency_stations);
+        m_low_latency_stations.clear();
+    }
+    m_thread->start(QThread::InheritPriority);
+}
+
+void DriverDMC50v3::stopThread()
+{
+    m_running_thread = nullptr;
+    if (!m_thread)
+        return;
+    m_thread->stop();
+    m_thread->wait();
+    m_thread.reset();
+}
+
+bool DriverDMC50v3::prepare(AbstractDeviceInterface *link)
+{
+    if (!m_valid_addresses_ready && !readDB(link->deviceSetting()->string))
+        return false;
+    if (!m_thread)
+        createThread(link);
+    return true;
+}
+
+// ---- The project's database
+// ----------------------------------------------------------------------
+
+bool DriverDMC50v3::createDBConnection()
+{
+    if (QSqlDatabase::contains(m_connection_name))
+        return true;
+    QSqlDatabase database =
+        QSqlDatabase::addDatabase(QString::fromLatin1("QSQLITE"), m_connection_name);
+    database.setDatabaseName(GetDatabaseName());
+    database.setConnectOptions(QString::fromLatin1("QSQLITE_OPEN_READONLY"));
+    return database.open();
+}
+
+// The file may have come, moved or been replaced since the attempt that failed.
+void DriverDMC50v3::reopenDB()
+{
+    QSqlDatabase database = QSqlDatabase::database(m_connection_name, false);
+    database.close();
+    database.setDatabaseName(GetDatabaseName());
+    database.open();
+}
+
+bool DriverDMC50v3::readDB(const QString &device)
+{
+    const bool tried_before = QSqlDatabase::contains(m_connection_name);
+    if (!m_db_opened) {
+        if (m_valid_addresses_ready)
+            return true;
+        m_db_opened = createDBConnection();
+        if (!m_db_opened) {
+            setCommError(QString::fromLatin1("can not open database"));
+            return false;
+        }
+    }
+    if (m_valid_addresses_ready)
+        return true;
+    if (tried_before)
+        reopenDB();
+
+    int link_id = 0;
+    if (!getLinkIdAndDefaultStationId(DevStrToHmiPort(device), link_id, m_default_station_id)) {
+        setCommError(QString::fromLatin1("failed to get default station id"));
+        return false;
+    }
+    if (!initValidAddressesMap(link_id, m_default_station_id)) {
+        setCommError(QString::fromLatin1("failed to initialize valid addresses table"));
+        return false;
+    }
+    m_valid_addresses_ready = true;
+    QSqlDatabase::database(m_connection_name, false).close();
+    m_db_opened = false;
+    return true;
+}
+
+bool DriverDMC50v3::getLinkIdAndDefaultStationId(int hmiPort, int &linkId, uchar &stationId)
+{
+    return GetLinkIdAndDefaultStationId(m_connection_name, hmiPort, linkId, stationId);
+}
+
+bool DriverDMC50v3::initValidAddressesMap(int linkId, uchar defaultStation)
+{
+    QSqlQuery query(QSqlDatabase::database(m_connection_name));
+    query.setForwardOnly(true);
+    query.exec(QString::fromLatin1("SELECT address FROM custom_tag_table WHERE connector_id = %1 "
+                                   "AND address NOT LIKE '%INITDRV0' "
+                                   "AND address NOT LIKE 'WRITE_QUE_SIZE%' "
+                                   "AND address NOT LIKE 'VVT_%';")
+                   .arg(linkId));
+    if (!query.isActive())
+        return false;
+
+    m_valid_addresses_map.clear();
+    bool more_to_come = true;
+    while (query.next()) {
+        addProjectAddress(query.value(0).toString(), defaultStation, &more_to_come);
+        if (!more_to_come)
+            return true;
+    }
+    if (query.lastError().isValid()) {
+        // The file broke off in the middle: half a table would be wrong without looking wrong.
+        m_valid_addresses_map.clear();
+        m_low_latency_stations.clear();
+        m_rcp_data_command_addr_list.clear();
+        return false;
+    }
+    for (auto &station : m_valid_addresses_map)
+        std::sort(station.second.begin(), station.second.end(), CompareAddress);
+    return true;
+}
+
+/// Files one address of the project under its station.
+/// \param moreToCome  set to false by a tag of the program transfer, which ends the list; what
+///                    was read until then counts, unsorted
+void DriverDMC50v3::addProjectAddress(const QString &address, uchar defaultStation,
+                                      bool *moreToCome)
+{
+    AddressVectorMap &table = m_valid_addresses_map;
+    if (address.contains(QLatin1String("LOWLATENCY"))) {
+        addLowLatencyStation(address, defaultStation);
+    } else if (m_station_pa_regexp.indexIn(address) != -1) {
+        table[StationNumber(m_station_pa_regexp.cap(1))].push_back(
+            PaAddress(m_station_pa_regexp.cap(2), m_station_pa_regexp.cap(3)));
+    } else if (m_pa_regexp.indexIn(address) != -1) {
+        table[defaultStation].push_back(PaAddress(m_pa_regexp.cap(1), m_pa_regexp.cap(2)));
+    } else if (m_station_na_regexp.indexIn(address) != -1) {
+        m_rcp_data_command_addr_list.append(address);
+        table[StationNumber(m_station_na_regexp.cap(1))].push_back(
+            NaAddress(m_station_na_regexp.cap(2)));
+    } else if (m_na_regexp.indexIn(address) != -1) {
+        m_rcp_data_command_addr_list.append(address);
+        table[defaultStation].push_back(NaAddress(m_na_regexp.cap(1)));
+    } else if (address.contains(QLatin1String("VVT_"))) {
+        *moreToCome = false;
+    } else {
+        assert(0);
+    }
+}
+
+void DriverDMC50v3::addLowLatencyStation(const QString &address, uchar defaultStation)
+{
+    const QChar first = address.at(0);
+    if (first < QLatin1Char('0') || first > QLatin1Char('9')) {
+        m_low_latency_stations.insert(defaultStation);
+        return;
+    }
+    const int id_str_len = address.indexOf(QLatin1Char('-'));
+    assert(id_str_len >= 1);
+    m_low_latency_stations.insert(StationNumber(address.left(id_str_len)));
+}
+
+// ---- Address texts
+// -------------------------------------------------------------------------------
+
+ulong DriverDMC50v3::parseAddrStr(const QString &address)
+{
+    if (m_pa_regexp.indexIn(address) != -1)
+        return PaAddress(m_pa_regexp.cap(1), m_pa_regexp.cap(2));
+    if (m_na_regexp.indexIn(address) != -1)
+        return NaAddress(m_na_regexp.cap(1));
+    assert(0);
+    return 0;
+}
+
+bool DriverDMC50v3::parseBitAddr(const QString &address, ulong &wordAddress, uint &bit)
+{
+    if (m_pa_bit_regexp.indexIn(address) != -1) {
+        wordAddress = PaAddress(m_pa_bit_regexp.cap(1), m_pa_bit_regexp.cap(2));
+        bit = m_pa_bit_regexp.cap(3).toUInt();
+    } else if (m_na_bit_regexp.indexIn(address) != -1) {
+        wordAddress = NaAddress(m_na_bit_regexp.cap(1));
+        bit = m_na_bit_regexp.cap(2).toUInt();
+    } else {
+        assert(0);
+    }
+    return true;
+}
+
+// ---- Reading
+// -------------------------------------------------------------------------------------
+
+QByteArray DriverDMC50v3::read(AbstractDeviceInterface *link, const CommunicatorCommand &cmd)
+{
+    const CallInProgress call(m_calls_in_progress);
+    if (!prepare(link))
+        return QByteArray();
+    if (isInertTag(cmd.address) || isTransferTag(cmd.address))
+        return QByteArray(cmd.getDataSize(), '\0');
+    if (isWriteQueueSizeTag(cmd.address))
+        return readWriteQueueSize(link, cmd.getDataSize());
+    if (m_transfer_busy)
+        return QByteArray();
+    clearError();
+    return readData(link, cmd);
+}
+
+QByteArray DriverDMC50v3::readWriteQueueSize(AbstractDeviceInterface *link, int size)
+{
+    const int queued = m_thread->getAddrArgQueueSize(stationOf(link));
+    return wordToByteArray(static_cast<unsigned short>(queued)).leftJustified(size, '\0', true);
+}
+
+QByteArray DriverDMC50v3::readData(AbstractDeviceInterface *link, const CommunicatorCommand &cmd)
+{
+    const uchar station = stationOf(link);
+    if (isBitType(cmd))
+        return readBits(station, cmd.address, static_cast<uint>(cmd.length));
+    if (!isDataType(cmd))
+        return QByteArray();
+    const int size = std::max(cmd.getDataSize(), 0);
+    const uint count = NumOfBytesToNumOfDWords(static_cast<uint>(size));
+    return readDWords(station, parseAddrStr(cmd.address), static_cast<int>(count)).left(size);
+}
+
+int DriverDMC50v3::getCommAddressesAndDataIndexes(ulong address, uchar count,
+                                                  const AddressVector &valid)
+{
+    m_comm_addresses.clear();
+    m_data_indexes.clear();
+    for (uchar i = 0; i < count; ++i) {
+        const ulong wanted = AddressAt(address, i);
+        if (SearchIndex(valid, wanted) >= 0) {
+            m_comm_addresses.push_back(wanted);
+            m_data_indexes.push_back(i);
+        }
+    }
+    return static_cast<int>(m_comm_addresses.size());
+}
+
+QByteArray DriverDMC50v3::readDWords(uchar station, ulong address, int count)
+{
+    const AddressVectorMap::const_iterator it = m_valid_addresses_map.find(station);
+    assert(it != m_valid_addresses_map.end());
+    const int rc = getCommAddressesAndDataIndexes(address, static_cast<uchar>(count), it->second);
+    assert(rc > 0);
+    QByteArray result(count * BytesPerDWord, '\0');
+    assert(m_thread.get());
+
+    AddressVector miss_addresses;
+    UCharVector miss_data_indexes;
+    if (!m_thread->readDataCacheMap(station, m_comm_addresses, m_data_indexes, result,
+                                    miss_addresses, miss_data_indexes))
+        return QByteArray();
+    if (!miss_addresses.empty() &&
+        !m_thread->readOnceData(station, result, miss_addresses, miss_data_indexes))
+        return QByteArray();
+    return result;
+}
+
+QByteArray DriverDMC50v3::readAroundBits(uchar station, const QString &bitAddress, uint bitCount,
+                                         ulong &wordAddress, uint &bit)
+{
+    parseBitAddr(bitAddress, wordAddress, bit);
+    // No byte array has room for bits beyond this; the sum must not wrap into one that has.
+    if (quint64(bit) + bitCount > quint64(std::numeric_limits<int>::max()))
+        return QByteArray();
+    return readDWords(station, wordAddress,
+                      static_cast<int>(NumOfBitsToNumOfDWords(bit, bitCount)));
+}
+
+QByteArray DriverDMC50v3::readBits(uchar station, const QString &bitAddress, uint bitCount)
+{
+    ulong word_address = 0;
+    uint bit = 0;
+    QByteArray bits = readAroundBits(station, bitAddress, bitCount, word_address, bit);
+    if (bits.isEmpty())
+        return bits;
+    RightShiftNBits(bits, static_cast<int>(bit));
+    FitBitArray(bits, static_cast<int>(bitCount));
+    clearUnnecessaryBits(bits, static_cast<int>(bitCount));
+    return bits;
+}
+
+// ---- Writing
+// -------------------------------------------------------------------------------------
+
+int DriverDMC50v3::write(AbstractDeviceInterface *link, const CommunicatorCommand &cmd,
+                         const QByteArray &data)
+{
+    const CallInProgress call(m_calls_in_progress);
+    if (!prepare(link))
+        return 0;
+    if (isInertTag(cmd.address) || isWriteQueueSizeTag(cmd.address) || isTransferTag(cmd.address))
+        return 1;
+
+    int result = 1;
+    for (int attempt = 0;; ++attempt) {
+        clearError();
+        if (DriverDMC50v3::hasError())
+            return result;
+        if (!isDataType(cmd) && !isBitType(cmd))
+            return 0;
+        result = writeData(link, cmd, data);
+        if (result != 0 || attempt >= link->retry())
+            return result;
+    }
+}
+
+int DriverDMC50v3::writeData(AbstractDeviceInterface *link, const CommunicatorCommand &cmd,
+                             const QByteArray &data)
+{
+    const uchar station = stationOf(link);
+    if (isBitType(cmd))
+        return writeBits(station, cmd.address, data, static_cast<uint>(cmd.length));
+    const ulong address = parseAddrStr(cmd.address);
+    return writeDWords(station, address, To32bitsData(ToSafeData(cmd, data))) ? 1 : 0;
+}
+
+bool DriverDMC50v3::writeDWords(uchar station, ulong address, const QByteArray &dwords)
+{
+    // clang-format off
+    assert(dwords.size() > 0 && dwords.size()%4==0);
+    // clang-format on
+    const AddressVectorMap::const_iterator it = m_valid_addresses_map.find(station);
+    assert(it != m_valid_addresses_map.end());
+
+    std::vector<AddrArg> pairs;
+    for (int i = 0; i < dwords.size() / BytesPerDWord; ++i) {
+        const ulong target = AddressAt(address, static_cast<uint>(i));
+        if (SearchIndex(it->second, target) < 0)
+            continue;
+        const QByteArray dword = dwords.mid(i * BytesPerDWord, BytesPerDWord);
+        const AddrArg pair = {static_cast<quint32>(target),
+                              static_cast<quint32>(QByteArrayToInt(dword))};
+        pairs.push_back(pair);
+    }
+    m_thread->writeDWords(station, pairs);
+    return true;
+}
+
+int DriverDMC50v3::writeBits(uchar station, const QString &bitAddress, const QByteArray &bits,
+                             uint bitCount)
+{
+    ulong word_address = 0;
+    uint bit = 0;
+    QByteArray dwords = readAroundBits(station, bitAddress, bitCount, word_address, bit);
+    if (dwords.isEmpty())
+        return 0;
+    const QByteArray source =
+        bits.leftJustified(static_cast<int>(NumOfBitsToNumOfBytes(bitCount, 0)), '\0');
+    for (uint i = 0; i < bitCount; ++i)
+        setBit(dwords, static_cast<int>(bit + i), getBit(source, static_cast<int>(i)) != 0);
+    return writeDWords(station, word_address, dwords) ? 1 : 0;
+}
+
+// ---- The plug-in's entries
+// -----------------------------------------------------------------------
+
+DriverInterface *CreateDriver()
+{
+    return new DriverDMC50v3;
+}
+
+DMC50_EXPORT_PLUGIN(dmc50v3, DriverDMC50v3)

@@ -1,0 +1,171 @@
+// The driver that the runtime loads: DMC50 controllers on one line.
+
+#ifndef DRIVER_DMC50V3_H
+#define DRIVER_DMC50V3_H
+
+#include <atomic>
+#include <memory>
+#include <set>
+
+#include <QByteArray>
+#include <QList>
+#include <QObject>
+#include <QRegExp>
+#include <QString>
+#include <QStringList>
+
+#include "driver/dmc50_share.h"
+#include "hmi/driverinterface.h"
+
+class PollingThread;
+
+/// Answers the runtime's reads from the values that its polling thread collects, and hands writes
+/// to that thread; it never touches the line itself.
+///
+/// The addresses that exist are those of the project's database, which is read by the first `read`
+/// or `write`; these also start the polling thread. A command whose address has no known form, or
+/// names a station or a datum that the project does not define, is an error of the project and ends
+/// the program through an assertion.
+///
+/// Threads: one thread makes all calls, with one exception: the driver may be destroyed by another
+/// thread while a `read` or a `write` is in progress. That call then ends as a failure, the
+/// destructor waits for it, and there must be no further call.
+class DriverDMC50v3 : public QObject, public DriverInterface
+{
+    Q_OBJECT
+    Q_INTERFACES(DriverInterface)
+#if QT_VERSION >= 0x050000
+    Q_PLUGIN_METADATA(IID DRIVER_INTERFACE_IID)
+#endif
+
+public:
+    DriverDMC50v3();
+
+    /// Ends the polling thread and waits for it: at most until the request on the line was answered
+    /// or timed out.
+    ~DriverDMC50v3() override;
+
+    // ---- The runtime's calls -------------------------------------------------------------------
+
+    int totalSize() override;
+    int write(AbstractDeviceInterface *link, const CommunicatorCommand &cmd,
+              const QByteArray &data) override;
+    QByteArray read(AbstractDeviceInterface *link, const CommunicatorCommand &cmd) override;
+    bool initialize(AbstractDeviceInterface *link) override;
+    bool validation(const QString &address) override;
+    QString name() override;
+    QString vender() override;
+    QString getVersionNumber() override;
+    DeviceSetting *getDefaultSerialDeviceSetting() override;
+    DriverSetting *getDefaultDriverSetting() override;
+    QString getStringBasedDefaultDriverSetting() override;
+    int supportedCommunicationFlags() override;
+    void setDebugMode(bool on) override;
+    int getBlockAccessSize() override;
+    int getBitBlockAccessSize() override;
+    bool hasError() override;
+    QString getLastError() override;
+    QObject *getThisObject() override;
+    bool isSupportSessionCommand() override;
+    void setSessionCommand(QList<CommunicatorCommand> commands) override;
+    void clearSessionCommand() override;
+
+    // ---- The driver's own error; the line's is the polling thread's and goes before it ----------
+
+    void clearError();
+    void setCommError(const QString &text);
+    /// Puts a prefix in front of the error text unless that holds a ":" already.
+    void addStrToFrontOfErrorDescription(const QString &text);
+
+    // ---- Reading and writing behind the tags ---------------------------------------------------
+
+    /// Reads consecutive double words. Addresses that the project does not define read 0.
+    /// \param count  0 to 255, of which at least one must be defined
+    /// \return 4 bytes a double word, least significant first; empty on failure
+    QByteArray readDWords(uchar station, ulong address, int count);
+
+    /// Reads consecutive bits.
+    /// \param bitAddress  address text with bit suffix, without station prefix
+    /// \return the bits from bit 0 of the first byte on, unused bits 0; empty on failure
+    QByteArray readBits(uchar station, const QString &bitAddress, uint bitCount);
+
+    /// Queues consecutive double words. Those that the project does not define are dropped.
+    /// \param dwords  4 bytes a double word, least significant first; at least one
+    bool writeDWords(uchar station, ulong address, const QByteArray &dwords);
+
+    /// Reads the double words around some bits, changes the bits and queues the double words.
+    /// \param bits  from bit 0 of the first byte on; missing ones are 0
+    /// \return 1, or 0 when the double words could not be read
+    int writeBits(uchar station, const QString &bitAddress, const QByteArray &bits, uint bitCount);
+
+    /// Collects which of `count` addresses from `address` on are in `valid`, into the driver's
+    /// scratch lists. Returns how many.
+    int getCommAddressesAndDataIndexes(ulong address, uchar count, const AddressVector &valid);
+
+    // ---- Address texts without station prefix --------------------------------------------------
+
+    ulong parseAddrStr(const QString &address);
+    /// \return true always; a text of no known form ends the program
+    bool parseBitAddr(const QString &address, ulong &wordAddress, uint &bit);
+
+    // ---- Set-up --------------------------------------------------------------------------------
+
+    /// Reads the project's database, if that has not been done.
+    /// \param device  the link's port name, for example "COM2"
+    /// \return false, with the reason as the driver's error; the next call tries again
+    bool readDB(const QString &device);
+    bool createDBConnection();
+    bool getLinkIdAndDefaultStationId(int hmiPort, int &linkId, uchar &stationId);
+    bool initValidAddressesMap(int linkId, uchar defaultStation);
+
+    /// Starts the polling thread on a link and hands it what was kept for it.
+    void createThread(AbstractDeviceInterface *link);
+
+private:
+    class CallInProgress;
+
+    bool prepare(AbstractDeviceInterface *link);
+    void reopenDB();
+    void addProjectAddress(const QString &address, uchar defaultStation, bool *moreToCome);
+    void addLowLatencyStation(const QString &address, uchar defaultStation);
+    QByteArray readWriteQueueSize(AbstractDeviceInterface *link, int size);
+    QByteArray readData(AbstractDeviceInterface *link, const CommunicatorCommand &cmd);
+    int writeData(AbstractDeviceInterface *link, const CommunicatorCommand &cmd,
+                  const QByteArray &data);
+    QByteArray readAroundBits(uchar station, const QString &bitAddress, uint bitCount,
+                              ulong &wordAddress, uint &bit);
+    void stopThread();
+
+    bool m_has_error;
+    bool m_debug_mode;
+    bool m_db_opened;
+    bool m_valid_addresses_ready;
+    uchar m_default_station_id;
+    QRegExp m_station_pa_regexp;
+    QRegExp m_pa_regexp;
+    QRegExp m_station_na_regexp;
+    QRegExp m_na_regexp;
+    QRegExp m_pa_bit_regexp;
+    QRegExp m_na_bit_regexp;
+    QString m_connection_name;
+    QString m_last_error;
+    AddressVectorMap m_valid_addresses_map;
+    AddressVector m_comm_addresses; ///< scratch of getCommAddressesAndDataIndexes
+    UCharVector m_data_indexes;     ///< likewise, parallel
+    std::set<uchar> m_low_latency_stations;
+    std::unique_ptr<PollingThread> m_thread;
+    QList<CommunicatorCommand> m_session_commands; ///< kept until the thread exists
+    QStringList m_rcp_data_command_addr_list;      ///< NA texts of the project, as they stand there
+    std::atomic<bool> m_transfer_busy;             ///< a program is being read out of a controller
+    std::atomic<PollingThread *> m_running_thread; ///< m_thread, for a destructor on another thread
+    std::atomic<int> m_calls_in_progress;          ///< of read and write
+};
+
+/// Creates a driver; the caller owns it. Exported by the plug-in.
+extern "C" Q_DECL_EXPORT DriverInterface *CreateDriver();
+
+/// The text by which a Qt 4.8 loader recognises a plug-in of its own build. Exported by the
+/// plug-in.
+extern "C" Q_DECL_EXPORT const char *qt_plugin_query_verification_data();
+
+#endif // DRIVER_DMC50V3_H

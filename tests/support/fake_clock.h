@@ -1,0 +1,38 @@
+// A clock that only moves when somebody sleeps on it.
+
+#ifndef TESTS_SUPPORT_FAKE_CLOCK_H
+#define TESTS_SUPPORT_FAKE_CLOCK_H
+
+#include <atomic>
+#include <functional>
+#include <thread>
+
+#include "common/clock.h"
+
+/// Sleeping moves the time on and returns at once. Any thread may sleep; set the hook first.
+class FakeClock : public Clock
+{
+public:
+    FakeClock() : m_now(1000000) {}
+
+    qint64 msecsSinceBoot() override { return m_now; }
+
+    void sleep(ulong ms) override
+    {
+        m_now += static_cast<qint64>(ms);
+        if (onSleep)
+            onSleep(ms);
+        std::this_thread::yield();
+    }
+
+    void set(qint64 now) { m_now = now; }
+    void advance(qint64 ms) { m_now += ms; }
+
+    /// Called after each sleep, on the thread that slept.
+    std::function<void(ulong ms)> onSleep;
+
+private:
+    std::atomic<qint64> m_now;
+};
+
+#endif // TESTS_SUPPORT_FAKE_CLOCK_H
