@@ -104,12 +104,15 @@ public:
 private:
     typedef std::chrono::steady_clock::time_point TimePoint;
 
-    bool openPort(QString *error);
+    QString portName() const;
+    bool openPort(QString *reason);
     bool ensurePort();
     void portLost(const QString &reason);
     void setLastError(const QString &text);
-    int discardArrived();
-    int discardUntilQuiet();
+    TimePoint nextDeadline() const;
+    void waitWhileAway();
+    int discardUnasked();
+    int discardUntilSilent(std::chrono::milliseconds gap, TimePoint end);
 
     const QString m_device_path;
     const DeviceSetting m_device_setting;
