@@ -17,7 +17,7 @@ class FakeLink : public AbstractDeviceInterface
 {
 public:
     FakeLink()
-        : timeoutMs(3000), retries(0), station(1), delayMs(10), chunk(4096),
+        : timeoutMs(3000), retries(0), station(1), delayMs(10), chunk(4096), nothing(0),
           setting(DeviceSetting::Rs485, QString::fromLatin1("COM2"), 38400, 8,
                   DeviceSetting::OneStopBit, DeviceSetting::EvenParity)
     {
@@ -26,11 +26,15 @@ public:
     /// The reply to a request; an empty one is silence. Called on the line's thread.
     std::function<std::string(const std::string &request)> answer;
 
+    /// Told of each call that concerns the line, worded as in `calls`. Called on the line's thread.
+    std::function<void(const std::string &call)> onCall;
+
     std::atomic<int> timeoutMs;
     std::atomic<int> retries;
     std::atomic<int> station;
     std::atomic<int> delayMs;
     size_t chunk; ///< most bytes that one readData gives; set before the line runs
+    int nothing;  ///< what readData returns when no byte is there, 0 or less; likewise
     DeviceSetting setting;
 
     /// All frames sent so far.
@@ -40,7 +44,7 @@ public:
         return m_sent;
     }
 
-    /// All calls that concern the line so far, such as "control 12 0", "write 25", "read 420".
+    /// All calls that concern the line so far, such as "control 12 int 0", "write 25", "read 420".
     std::vector<std::string> calls() const
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -57,7 +61,7 @@ public:
         std::copy(m_pending.begin(), m_pending.begin() + static_cast<std::ptrdiff_t>(count),
                   buffer);
         m_pending.erase(0, count);
-        return static_cast<int>(count);
+        return count > 0 ? static_cast<int>(count) : nothing;
     }
 
     int writeData(const char *data, int size) override
@@ -90,8 +94,12 @@ public:
 private:
     void note(const std::string &call)
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_calls.push_back(call);
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_calls.push_back(call);
+        }
+        if (onCall)
+            onCall(call);
     }
 
     mutable std::mutex m_mutex;
