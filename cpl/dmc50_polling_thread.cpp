@@ -604,18 +604,25 @@ bool PollingThread::checkWriteRsp(uchar station_id, ulong address)
     return false;
 }
 
+/// Whether all digits of a field came and are hexadecimal.
+bool PollingThread::fieldInRsp(int position, int digits) const
+{
+    if (position + digits > m_rsp_len - Cpl::ReplyTail)
+        return false;
+    const std::vector<char>::const_iterator first = m_rsp_buf.begin() + position;
+    return std::all_of(first, first + digits,
+                       [](char digit) { return isxdigit(static_cast<uchar>(digit)) != 0; });
+}
+
 /// The double word whose eight digits begin at a position of the reply; false when they are not
-/// all there. The checksum cannot tell: a reply may be whole and yet shorter than what was asked.
+/// all there. The checksum cannot tell: a reply may be whole and yet shorter than what was asked,
+/// and an echo of the request is a whole frame too, with letters where a reply has its end code.
 bool PollingThread::getDWordFromRsp(int position, ulong &value) const
 {
-    if (position + Cpl::DWordDigits > m_rsp_len - Cpl::ReplyTail)
+    if (!fieldInRsp(Cpl::EndCodePosition, Cpl::ByteDigits) ||
+        !fieldInRsp(position, Cpl::DWordDigits))
         return false;
-    const char *digits = &m_rsp_buf[size_t(position)];
-    for (int i = 0; i < Cpl::DWordDigits; ++i) {
-        if (!isxdigit(static_cast<uchar>(digits[i])))
-            return false;
-    }
-    value = HexToUInt(digits, Cpl::DWordDigits);
+    value = HexToUInt(&m_rsp_buf[size_t(position)], Cpl::DWordDigits);
     return true;
 }
 

@@ -212,6 +212,7 @@ private:
 
     // Replies.
     QString replyFault(uchar station_id, const char *short_reply) const;
+    bool fieldInRsp(int position, int digits) const;
     bool getDWordFromRsp(int position, ulong &value) const;
     void storeRsp(ValueMap &values, const ulong *addresses, int num_of_addresses) const;
 
