@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <set>
 
+#include <QMutex>
+#include <QMutexLocker>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -63,6 +66,41 @@ QRegExp addressPattern(const char *pattern)
     return QRegExp(QString::fromLatin1(pattern), Qt::CaseInsensitive);
 }
 
+/// The names of the drivers' database connections. A random number alone is not enough: every
+/// thread begins the same sequence, and so does whoever seeds it with the same number.
+class ConnectionNames
+{
+public:
+    QString claim()
+    {
+        const QMutexLocker locker(&m_mutex);
+        QString name;
+        do {
+            name = QString::number(drawRandomNumber());
+        } while (!m_claimed.insert(name).second);
+        return name;
+    }
+
+    void release(const QString &name)
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_claimed.erase(name);
+    }
+
+private:
+    QMutex m_mutex;
+    std::set<QString> m_claimed;
+};
+
+Q_GLOBAL_STATIC(ConnectionNames, connectionNames)
+
+/// A driver that is destroyed at the very end of the program may find the names gone.
+void releaseConnectionName(const QString &name)
+{
+    if (ConnectionNames *const names = connectionNames())
+        names->release(name);
+}
+
 } // namespace
 
 /// Counts a call of `read` or `write` for as long as it runs, so that the destructor can wait.
@@ -86,7 +124,7 @@ DriverDMC50v3::DriverDMC50v3()
       m_na_regexp(addressPattern("^NA([\\da-f]+)")),
       m_pa_bit_regexp(addressPattern("^PA([\\da-f]{3})([\\da-f]+)\\.(\\d+)")),
       m_na_bit_regexp(addressPattern("^NA([\\da-f]+)\\.(\\d+)")),
-      m_connection_name(QString::number(drawRandomNumber())), m_transfer_busy(false),
+      m_connection_name(connectionNames()->claim()), m_transfer_busy(false),
       m_running_thread(nullptr), m_calls_in_progress(0)
 {
     m_comm_addresses.reserve(ScratchEntries);
@@ -103,6 +141,7 @@ DriverDMC50v3::~DriverDMC50v3()
     }
     stopThread();
     QSqlDatabase::removeDatabase(m_connection_name);
+    releaseConnectionName(m_connection_name);
 }
 
 // ---- Identity
