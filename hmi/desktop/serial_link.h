@@ -42,7 +42,9 @@ public:
     static const int LongestDiscardMs = 200;
 
     /// \param devicePath     path of the device, for example "/dev/ttyUSB0"; may be a symbolic
-    ///                       link, which is followed anew at each attempt to open it
+    ///                       link, which is followed anew at each attempt to open it. A pty that
+    ///                       may vanish needs such a link, which goes with it: its number goes to
+    ///                       whoever opens the next one.
     /// \param deviceSetting  baud rate, data bits, stop bits and parity; the codes are those of
     ///                       serial_format.h
     /// \param driverSetting  time-out (also bounds a write), retries, station and delay

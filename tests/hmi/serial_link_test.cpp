@@ -625,48 +625,54 @@ TEST(SerialLinkVanishing, IsNoticedWhenInputIsDiscarded)
                 ElementsAre(goneWarning(line.pty.path(), "the device hung up")));
 }
 
+/// A line whose port is gone, and stays away: its path names nothing, lest it be that of the next
+/// pty that somebody opens.
+struct LostLine {
+    explicit LostLine(int timeoutMs)
+        : link(QString::fromStdString(path.path()), wiring(), timing(timeoutMs))
+    {
+        path.pointTo(pty.path());
+        EXPECT_TRUE(link.open(nullptr));
+        path.pointTo("nothing");
+        pty.hangUp();
+    }
+
+    /// Exchanges of a thread that never pauses by itself, for three pauses of the link.
+    int exchangeForAWhile()
+    {
+        int exchanges = 0;
+        const SteadyClock::time_point start = SteadyClock::now();
+        while (msSince(start) < 3 * SerialLink::ReopenPauseMs) {
+            discard(&link);
+            writeAll(&link, "request");
+            readOnce(&link);
+            ++exchanges;
+        }
+        return exchanges;
+    }
+
+    LinkedPath path;
+    Pty pty;
+    SerialLink link;
+};
+
 TEST(SerialLinkVanishing, IsReportedOnceHoweverLongItLasts)
 {
     const MessageLog log;
-    LinkedPath path;
-    Pty pty;
-    path.pointTo(pty.path());
-    SerialLink link(QString::fromStdString(path.path()), wiring(), timing(BriefMs));
-    ASSERT_TRUE(link.open(nullptr));
-    pty.hangUp();
-    const SteadyClock::time_point start = SteadyClock::now();
-    while (msSince(start) < 3 * SerialLink::ReopenPauseMs) {
-        discard(&link);
-        writeAll(&link, "request");
-        readOnce(&link);
-    }
+    LostLine line(BriefMs);
+    line.exchangeForAWhile();
     EXPECT_EQ(1u, log.texts(QtWarningMsg).size());
-    EXPECT_EQ("cannot open COM2 (" + path.path() + "): there is no such device",
-              link.lastError().toStdString());
-}
-
-/// Exchanges of a thread that never pauses by itself, for three pauses of the link.
-int exchangesWhileAway(int timeoutMs)
-{
-    const MessageLog log;
-    OpenLine line(timeoutMs);
-    line.pty.hangUp();
-    int exchanges = 0;
-    const SteadyClock::time_point start = SteadyClock::now();
-    while (msSince(start) < 3 * SerialLink::ReopenPauseMs) {
-        discard(&line.link);
-        writeAll(&line.link, "request");
-        readOnce(&line.link);
-        ++exchanges;
-    }
-    return exchanges;
+    EXPECT_EQ("cannot open COM2 (" + line.path.path() + "): there is no such device",
+              line.link.lastError().toStdString());
 }
 
 TEST(SerialLinkVanishing, DoesNotMakeThePollingThreadSpin)
 {
+    const MessageLog log;
     const qint64 before = cpuMs();
-    EXPECT_LE(exchangesWhileAway(EndlessMs), 5); // one for each attempt to open it
-    EXPECT_LE(exchangesWhileAway(BriefMs), 3 * (SerialLink::ReopenPauseMs / BriefMs + 1) + 2);
+    const int aPause = 1 + SerialLink::ReopenPauseMs / BriefMs;
+    EXPECT_LE(LostLine(EndlessMs).exchangeForAWhile(), 5); // one for each attempt to open it
+    EXPECT_LE(LostLine(BriefMs).exchangeForAWhile(), 3 * aPause + 2);
     EXPECT_LT(cpuMs() - before, 500);
 }
 
