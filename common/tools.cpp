@@ -375,7 +375,9 @@ QByteArray To64bitsData(const QByteArray &a)
 
 QByteArray reverseArray(const QByteArray &a)
 {
-    return reversedUnits(a, a.size());
+    QByteArray reversed = a;
+    std::reverse(reversed.begin(), reversed.end());
+    return reversed;
 }
 
 bool isBigEndian()
@@ -587,7 +589,7 @@ QByteArray VByteArrayPack(const char *fmt, va_list args)
 {
     PackArguments arguments;
     va_copy(arguments.list, args);
-    const QByteArray packed = packIntoArray(fmt, arguments);
+    QByteArray packed = packIntoArray(fmt, arguments);
     va_end(arguments.list);
     return packed;
 }
@@ -596,7 +598,7 @@ QByteArray ByteArrayPack(const char *fmt, ...)
 {
     va_list args;
     va_start(args, fmt);
-    const QByteArray packed = VByteArrayPack(fmt, args);
+    QByteArray packed = VByteArrayPack(fmt, args);
     va_end(args);
     return packed;
 }
