@@ -4,6 +4,7 @@
 #include <limits>
 #include <set>
 
+#include <QFileInfo>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QSqlDatabase>
@@ -356,7 +357,7 @@ bool DriverDMC50v3::readDB(const QString &device)
         setCommError(QString::fromLatin1("failed to get default station id"));
         return false;
     }
-    if (!initValidAddressesMap(link_id, m_default_station_id)) {
+    if (isCutShort() || !initValidAddressesMap(link_id, m_default_station_id)) {
         setCommError(QString::fromLatin1("failed to initialize valid addresses table"));
         return false;
     }
@@ -364,6 +365,17 @@ bool DriverDMC50v3::readDB(const QString &device)
     QSqlDatabase::database(m_connection_name, false).close();
     m_db_opened = false;
     return true;
+}
+
+/// Whether the file ends within a page, as one does that is still being copied. SQLite takes the
+/// missing bytes for zeros: some tags would be lost or crippled without an error. The file's size
+/// is asked for because opening a file would drop the locks that the runtime may hold on it.
+bool DriverDMC50v3::isCutShort() const
+{
+    const QSqlDatabase database = QSqlDatabase::database(m_connection_name);
+    QSqlQuery query(QString::fromLatin1("PRAGMA page_size"), database);
+    const qint64 page_size = query.next() ? query.value(0).toLongLong() : 0;
+    return page_size > 0 && QFileInfo(database.databaseName()).size() % page_size != 0;
 }
 
 bool DriverDMC50v3::getLinkIdAndDefaultStationId(int hmiPort, int &linkId, uchar &stationId)

@@ -126,6 +126,7 @@ private:
 
     bool prepare(AbstractDeviceInterface *link);
     void reopenDB();
+    bool isCutShort() const;
     void addProjectAddress(const QString &address, uchar defaultStation, bool *moreToCome);
     void addLowLatencyStation(const QString &address, uchar defaultStation);
     QByteArray readWriteQueueSize(AbstractDeviceInterface *link, int size);
