@@ -24,6 +24,8 @@ public:
         database.setDatabaseName(path);
         if (!database.open())
             ADD_FAILURE() << qPrintable(database.lastError().text());
+        // The file need not outlive a power cut.
+        QSqlQuery("PRAGMA synchronous = OFF", database);
     }
 
     ~Connection() { QSqlDatabase::removeDatabase(m_name); }
@@ -49,21 +51,25 @@ QString ProjectDatabase::usualPath()
     return QCoreApplication::applicationDirPath() + "/compile/database/database";
 }
 
-ProjectDatabase::ProjectDatabase(const QString &path) : m_path(path)
+ProjectDatabase ProjectDatabase::empty(const QString &path)
 {
     QDir().mkpath(QFileInfo(path).path());
-    execute({"CREATE TABLE custom_tag_table (address TEXT, connector_id INTEGER)",
-             "CREATE TABLE LINK (LINKID INTEGER, HMIPORT INTEGER)",
-             "CREATE TABLE NODE (LINKID INTEGER, STATIONID INTEGER, ISDEFAULT INTEGER, IP TEXT,"
-             " PORT INTEGER)"});
+    ProjectDatabase project(path);
+    project.execute({"CREATE TABLE custom_tag_table (address TEXT, connector_id INTEGER)",
+                     "CREATE TABLE LINK (LINKID INTEGER, HMIPORT INTEGER)",
+                     "CREATE TABLE NODE (LINKID INTEGER, STATIONID INTEGER, ISDEFAULT INTEGER,"
+                     " IP TEXT, PORT INTEGER)"});
+    return project;
 }
 
-ProjectDatabase::ProjectDatabase(const QStringList &tags, int defaultStation)
-    : ProjectDatabase(usualPath())
+ProjectDatabase ProjectDatabase::withTags(const QStringList &tags, int defaultStation,
+                                          const QString &path)
 {
-    addLink(LinkId, Com2Port);
-    addNode(LinkId, defaultStation, 1);
-    addTags(tags);
+    ProjectDatabase project = empty(path);
+    project.addLink(LinkId, Com2Port);
+    project.addNode(LinkId, defaultStation, 1);
+    project.addTags(tags);
+    return project;
 }
 
 void ProjectDatabase::addLink(const QVariant &linkId, const QVariant &hmiPort)

@@ -18,11 +18,13 @@ public:
     /// The file's usual place, seen from the running program.
     static QString usualPath();
 
-    /// Creates an empty project at a place that has none; its directories come into being too.
-    explicit ProjectDatabase(const QString &path = usualPath());
+    /// Creates a project without links at a place that has none; its directories come into being
+    /// too.
+    static ProjectDatabase empty(const QString &path = usualPath());
 
     /// Creates a project of one link at COM2 with these tags.
-    explicit ProjectDatabase(const QStringList &tags, int defaultStation = 1);
+    static ProjectDatabase withTags(const QStringList &tags, int defaultStation = 1,
+                                    const QString &path = usualPath());
 
     QString path() const { return m_path; }
 
@@ -47,6 +49,7 @@ public:
     };
 
 private:
+    explicit ProjectDatabase(const QString &path) : m_path(path) {}
     void insert(const QString &statement, const QVariantList &values);
 
     QString m_path;
