@@ -27,6 +27,7 @@ enum {
     DataPosition = 8, ///< of a reply's first data word
     ByteDigits = 2,   ///< hexadecimal digits of a station number, an end code, a checksum
     DWordDigits = 8,  ///< hexadecimal digits of a data word or an address
+    NoEndCode = 0xFF, ///< what counts as the end code when that field holds no number
     ChecksumTail = 4, ///< checksum and CR LF
     ReplyTail = 5     ///< ETX, checksum and CR LF
 };

@@ -561,8 +561,12 @@ uchar PollingThread::getStationIdFromRsp() const
     return static_cast<uchar>(HexToUInt(&m_rsp_buf[Cpl::StationPosition], Cpl::ByteDigits));
 }
 
+// A line that echoes gives the request back: a whole frame of the right station, with its command's
+// letters here. Read as a number they would be 0, success.
 uchar PollingThread::getEndCodeFromRsp() const
 {
+    if (!fieldInRsp(Cpl::EndCodePosition, Cpl::ByteDigits))
+        return Cpl::NoEndCode;
     return static_cast<uchar>(HexToUInt(&m_rsp_buf[Cpl::EndCodePosition], Cpl::ByteDigits));
 }
 
@@ -615,12 +619,10 @@ bool PollingThread::fieldInRsp(int position, int digits) const
 }
 
 /// The double word whose eight digits begin at a position of the reply; false when they are not
-/// all there. The checksum cannot tell: a reply may be whole and yet shorter than what was asked,
-/// and an echo of the request is a whole frame too, with letters where a reply has its end code.
+/// all there. The checksum cannot tell: a reply may be whole and yet shorter than what was asked.
 bool PollingThread::getDWordFromRsp(int position, ulong &value) const
 {
-    if (!fieldInRsp(Cpl::EndCodePosition, Cpl::ByteDigits) ||
-        !fieldInRsp(position, Cpl::DWordDigits))
+    if (!fieldInRsp(position, Cpl::DWordDigits))
         return false;
     value = HexToUInt(&m_rsp_buf[size_t(position)], Cpl::DWordDigits);
     return true;

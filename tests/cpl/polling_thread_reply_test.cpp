@@ -528,6 +528,15 @@ TEST_F(PollingThreadHostileReply, ThatIsTheEchoOfItsRequestGivesNoValue)
     runRequests(1);
     for (ulong address = 0x20; address < 0x20 + 50; ++address)
         EXPECT_EQ(-1, cached(1, address)) << address;
+    EXPECT_EQ("read station id#1 start address 00000020:end code FFH", lastError());
+}
+
+TEST_F(PollingThreadHostileReply, ToAWriteThatIsItsEchoIsNoSuccess)
+{
+    controllers = [](const std::string &request) { return request; };
+    queueWrites(1, 0x1000, 1);
+    runRequests(1);
+    EXPECT_EQ("write station id#1 address 00001000end code FFH", lastError());
 }
 
 TEST_F(PollingThreadHostileReply, OnDemandGivesTheRightValueOnly)
