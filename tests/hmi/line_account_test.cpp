@@ -7,7 +7,6 @@
 
 #include <ostream>
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <deque>
@@ -52,7 +53,7 @@ public:
         }
         const Step step = script.front();
         script.pop_front();
-        std::memcpy(buffer, step.bytes.data(), step.bytes.size());
+        std::copy(step.bytes.begin(), step.bytes.end(), buffer);
         *m_now += step.takes;
         return step.result;
     }

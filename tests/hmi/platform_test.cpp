@@ -12,7 +12,6 @@
 #include <vector>
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace
 {
@@ -72,6 +71,7 @@ TEST_F(DesktopPlatform, IsTheSameForEveryThread)
 {
     std::vector<Platform *> seen(4);
     std::vector<std::thread> threads;
+    threads.reserve(seen.size());
     for (Platform *&place : seen) {
         threads.emplace_back([&place] { place = Platform::getInstance(); });
     }

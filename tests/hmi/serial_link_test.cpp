@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <ctime>
@@ -15,7 +16,6 @@
 #include <unistd.h>
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace
 {
