@@ -248,7 +248,7 @@ void FitBitArray(QByteArray &a, int bits)
 void clearUnnecessaryBits(QByteArray &a, int bits)
 {
     const int used = bits % BitsPerByte;
-    if (used != 0)
+    if (used > 0)
         bytesOf(a)[bits / BitsPerByte] &= static_cast<unsigned char>((1 << used) - 1);
 }
 

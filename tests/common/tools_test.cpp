@@ -222,6 +222,15 @@ TEST(ClearUnnecessaryBits, TouchesOnlyTheByteInWhichTheBitsEnd)
     }
 }
 
+TEST(ClearUnnecessaryBits, LeavesTheArrayForACountBelowZero)
+{
+    for (const int bits : {-1, -7, -8, -9, INT_MIN}) {
+        QByteArray array = bytes("FF FF");
+        clearUnnecessaryBits(array, bits);
+        EXPECT_EQ("FF FF", hexOf(array)) << bits << " bits";
+    }
+}
+
 TEST(RightShiftNBits, FillsWithZerosForAShiftWithinAByte)
 {
     const struct {
