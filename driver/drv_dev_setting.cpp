@@ -9,7 +9,7 @@ namespace
 
 int bytesForBits(int bits)
 {
-    return bits / 8 + (bits % 8 != 0 ? 1 : 0);
+    return bits / 8 + (bits % 8 > 0 ? 1 : 0);
 }
 
 /// Sizes of the types on which the answer's size and the written size agree; -1 for the others.
