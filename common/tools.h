@@ -123,8 +123,8 @@ QByteArray To16bitsData(const QByteArray &a);
 QByteArray To32bitsData(const QByteArray &a);
 
 /// A copy in which one to three bytes beyond the last multiple of eight are padded with zero bytes
-/// to four. On purpose it pads to eight bytes never: 9 bytes become 12, while 8, 12 and 13 bytes
-/// stay as they are.
+/// to four. It never pads to eight, on purpose: 9 bytes become 12, while 8, 12 and 13 bytes stay as
+/// they are.
 QByteArray To64bitsData(const QByteArray &a);
 
 /// The bytes in reverse order.
@@ -254,7 +254,7 @@ typedef QPair<int, uchar> LinkIdStationId;
 // The lookups work on a database connection of the calling thread, which they open when it is
 // closed. They return true when at least one row came; when the connection cannot be opened, the
 // query fails or no row comes they return false and leave the outputs untouched. Of a station
-// number the low 8 bits count; what the project stores as something else than a number reads as 0.
+// number the low 8 bits count; what is neither a number nor the text of one reads as 0.
 
 /// The link at a port and the link's default station.
 /// \param connection  name of the database connection
