@@ -71,7 +71,8 @@ PollingThread::PollingThread(AbstractDeviceInterface *interface,
       m_low_latency_enabled(false),
       m_pa_regexp(QString::fromLatin1("^(?:(\\d+)-)?PA([\\da-f]{3})([\\da-f]+)"),
                   Qt::CaseInsensitive),
-      m_na_regexp(QString::fromLatin1("^(?:(\\d+)-)?NA([\\da-f]+)"), Qt::CaseInsensitive)
+      m_na_regexp(QString::fromLatin1("^(?:(\\d+)-)?NA([\\da-f]+)"), Qt::CaseInsensitive),
+      m_on_demand_runs(0)
 {
     assert(m_interface != 0);
     m_interval = static_cast<quint32>(std::max(m_interface->delay(), ShortestInterval));
@@ -264,8 +265,8 @@ bool PollingThread::readOnceData(uchar station_id, QByteArray &data, AddressVect
 {
     if (addresses.empty())
         return true;
-    forgetAbandonedReads(station_id, addresses);
-    pushReadAddresses(station_id, addresses);
+    const quint32 last_run = queueReads(station_id, addresses);
+    forgetAbandonedReads(station_id, addresses, last_run);
 
     const qint64 deadline = requestDeadline();
     bool arrived = addrInReadOnceDataMap(station_id, addresses.back());
@@ -301,17 +302,31 @@ bool PollingThread::takeReadOnceData(uchar station_id, QByteArray &data,
 void PollingThread::abandonReads(uchar station_id, const AddressVector &addresses)
 {
     const QMutexLocker locker(&m_read_once_mutex);
-    m_abandoned_read_map[station_id].insert(addresses.begin(), addresses.end());
+    for (const ulong address : addresses)
+        m_abandoned_read_map[station_id][address] = m_on_demand_runs;
 }
 
-void PollingThread::forgetAbandonedReads(uchar station_id, const AddressVector &addresses)
+/// Drops what arrived for readers that gave up, up to a run of the on-demand reads. What a later
+/// run read was asked for anew.
+void PollingThread::forgetAbandonedReads(uchar station_id, const AddressVector &addresses,
+                                         quint32 last_run)
 {
     const QMutexLocker locker(&m_read_once_mutex);
-    const std::set<ulong> &abandoned = m_abandoned_read_map[station_id];
+    const RunMap &abandoned = m_abandoned_read_map[station_id];
     for (const ulong address : addresses) {
-        if (abandoned.count(address) > 0)
+        const RunMap::const_iterator run = abandoned.find(address);
+        if (run != abandoned.end() && run->second <= last_run)
             m_read_once_data_map[station_id].erase(address);
     }
+}
+
+/// Called with m_read_once_mutex held, when a value has arrived.
+void PollingThread::noteRunOfAbandonedRead(uchar station_id, ulong address)
+{
+    RunMap &abandoned = m_abandoned_read_map[station_id];
+    const RunMap::iterator run = abandoned.find(address);
+    if (run != abandoned.end())
+        run->second = m_on_demand_runs;
 }
 
 bool PollingThread::addrInDataCache(uchar station_id, ulong address)
@@ -344,6 +359,7 @@ void PollingThread::insertDWordToReadOnceDataMap(uchar station_id, ulong address
 {
     const QMutexLocker locker(&m_read_once_mutex);
     m_read_once_data_map[station_id][address] = value;
+    noteRunOfAbandonedRead(station_id, address);
 }
 
 void PollingThread::clearDataCacheMap()
@@ -354,10 +370,18 @@ void PollingThread::clearDataCacheMap()
 
 void PollingThread::pushReadAddresses(uchar station_id, const AddressVector &addresses)
 {
+    queueReads(station_id, addresses);
+}
+
+/// Returns the number of the latest run of the on-demand reads. That run is over; the next one
+/// serves these addresses.
+quint32 PollingThread::queueReads(uchar station_id, const AddressVector &addresses)
+{
     const QMutexLocker locker(&m_read_queue_mutex);
     std::queue<ulong> &queue = m_read_addr_queue_map[station_id];
     for (const ulong address : addresses)
         queue.push(address);
+    return m_on_demand_runs;
 }
 
 bool PollingThread::readAddrQueueMapIsEmpty()
@@ -388,6 +412,7 @@ void PollingThread::readAddrQueueMapToCacheAddrMap()
 void PollingThread::readAddrQueueMapToReadOnceDataMap()
 {
     const QMutexLocker locker(&m_read_queue_mutex);
+    ++m_on_demand_runs;
     for (auto &station : m_read_addr_queue_map) {
         AddressVector missing = takeUncachedAddresses(station.first, station.second);
         for (size_t first = 0; first < missing.size() && !m_stop; first += Cpl::MaxReadAddresses) {
@@ -652,6 +677,8 @@ void PollingThread::readRspToReadOnceDataMap(uchar station_id, ulong *addresses,
     assert(num_of_addresses > 0);
     const QMutexLocker locker(&m_read_once_mutex);
     storeRsp(m_read_once_data_map[station_id], addresses, num_of_addresses);
+    for (int i = 0; i < num_of_addresses; ++i)
+        noteRunOfAbandonedRead(station_id, addresses[i]);
 }
 
 // ---- Errors of the line

@@ -189,6 +189,7 @@ private:
     typedef std::map<ulong, ulong> ValueMap;
     typedef std::map<uchar, ValueMap> ValueMapMap;
     typedef std::vector<AddrArg> AddrArgVector;
+    typedef std::map<ulong, quint32> RunMap; ///< address to the run that read it last
 
     // Steps of one pass.
     void startLowLatency();
@@ -223,8 +224,10 @@ private:
                                AddressVector &miss_addresses, UCharVector &miss_data_indexes);
     bool takeReadOnceData(uchar station_id, QByteArray &data, const AddressVector &addresses,
                           const UCharVector &data_indexes);
-    void forgetAbandonedReads(uchar station_id, const AddressVector &addresses);
+    quint32 queueReads(uchar station_id, const AddressVector &addresses);
+    void forgetAbandonedReads(uchar station_id, const AddressVector &addresses, quint32 last_run);
     void abandonReads(uchar station_id, const AddressVector &addresses);
+    void noteRunOfAbandonedRead(uchar station_id, ulong address);
 
     void addSessionAddresses(const CommunicatorCommand &command);
     void queueLowLatencyWrites();
@@ -250,7 +253,8 @@ private:
     std::map<uchar, std::queue<ulong>> m_read_addr_queue_map; ///< m_read_queue_mutex
     ValueMapMap m_data_cache_map;                             ///< m_data_cache_mutex
     ValueMapMap m_read_once_data_map;                         ///< m_read_once_mutex
-    std::map<uchar, std::set<ulong>> m_abandoned_read_map;    ///< m_read_once_mutex
+    std::map<uchar, RunMap> m_abandoned_read_map;             ///< m_read_once_mutex
+    std::atomic<quint32> m_on_demand_runs; ///< begun so far; changes under m_read_queue_mutex
     std::map<uchar, std::queue<AddrArg>> m_addr_arg_queue_map; ///< m_write_queue_mutex
     std::set<uchar> m_low_latency_stations;                    ///< m_low_latency_mutex
     AddrArgVector m_low_latency_addr_args;                     ///< the line's
