@@ -206,6 +206,9 @@ TEST_F(PollingThreadReply, IsJudgedWithTheseWords)
         {frames::reply(1, {}, 1), read + "end code 01H", write + "end code 01H"},
         {frames::reply(1, {}, 0xAB), read + "end code ABH", write + "end code ABH"},
         {frames::reply(1, {}, 255), read + "end code FFH", write + "end code FFH"},
+        {frames::framed("0100XRN"), read + "end code FFH", write + "end code FFH"},
+        {frames::framed("0100X0G"), read + "end code FFH", write + "end code FFH"},
+        {frames::framed("0100X0x"), read + "end code FFH", write + "end code FFH"},
     };
     for (const VerdictRow &row : table) {
         EXPECT_EQ(row.readFault, readFault(row.reply)) << row.reply;
