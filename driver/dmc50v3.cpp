@@ -72,6 +72,9 @@ QRegExp addressPattern(const char *pattern)
 class ConnectionNames
 {
 public:
+    /// Has Qt begin its own list of connections first, so that it ends last.
+    ConnectionNames() { QSqlDatabase::connectionNames(); }
+
     QString claim()
     {
         const QMutexLocker locker(&m_mutex);
@@ -95,11 +98,15 @@ private:
 
 Q_GLOBAL_STATIC(ConnectionNames, connectionNames)
 
-/// A driver that is destroyed at the very end of the program may find the names gone.
-void releaseConnectionName(const QString &name)
+/// A runtime that leaves its driver to the program's end has it destroyed when the list of
+/// connections may be gone already, and the connections with it.
+void endConnection(const QString &name)
 {
-    if (ConnectionNames *const names = connectionNames())
-        names->release(name);
+    ConnectionNames *const names = connectionNames();
+    if (names == nullptr)
+        return;
+    QSqlDatabase::removeDatabase(name);
+    names->release(name);
 }
 
 } // namespace
@@ -141,8 +148,7 @@ DriverDMC50v3::~DriverDMC50v3()
         Clock::system()->sleep(1);
     }
     stopThread();
-    QSqlDatabase::removeDatabase(m_connection_name);
-    releaseConnectionName(m_connection_name);
+    endConnection(m_connection_name);
 }
 
 // ---- Identity
