@@ -3,6 +3,7 @@
 #include "common/qtcompat.h"
 #include "cpl/dmc50_polling_thread.h"
 #include "driver_probe.h"
+#include "tests/support/eventually.h"
 #include "tests/support/fake_link.h"
 #include "tests/support/frames.h"
 #include "vtable_slot.h"
@@ -12,7 +13,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <set>
 #include <type_traits>
@@ -524,20 +524,9 @@ protected:
         return commands;
     }
 
-    /// Whether something happens on the line within a generous time.
-    static bool comesTrue(const std::function<bool()> &condition)
-    {
-        for (int waited = 0; waited < 10000; waited += 2) {
-            if (condition())
-                return true;
-            QThread::msleep(2);
-        }
-        return condition();
-    }
-
     bool isPolled(uchar station, ulong address)
     {
-        return comesTrue([this, station, address] {
+        return eventually([this, station, address] {
             return probe::thread(driver)->addrInDataCache(station, address);
         });
     }
@@ -646,7 +635,7 @@ TEST_F(DriverWithThread, HandsTheLowLatencyStationsToTheThread)
     driver.createThread(&link);
     EXPECT_TRUE(probe::lowLatencyStations(driver).empty());
     EXPECT_EQ(2, probe::thread(driver)->numOfLowLatencyStation());
-    ASSERT_TRUE(comesTrue([this] { return link.sent().size() >= 2; }));
+    ASSERT_TRUE(eventually([this] { return link.sent().size() >= 2; }));
     const std::vector<std::pair<uint32_t, uint32_t>> mode = {
         {0x2012, 1}, {0x2013, 5}, {0x2014, 200}, {0x2015, 5}};
     EXPECT_THAT(link.sent(),
