@@ -1,0 +1,214 @@
+#include "terminal/options.h"
+
+#include <limits>
+
+#include <QCommandLineParser>
+#include <QRegularExpression>
+
+namespace
+{
+
+const char DefaultStations[] = "1,2,3";
+
+const char Description[] =
+    "Loads the DMC50 driver as the operator terminal does and shows living values.\n"
+    "\n"
+    "Examples:\n"
+    "  dmc50-terminal --simulate\n"
+    "      the sample project on simulated controllers, until Ctrl-C\n"
+    "  dmc50-terminal --port /dev/ttyUSB0 --project furnaces.csv\n"
+    "      your tags on your line\n"
+    "  dmc50-terminal --simulate --duration 10 --format json\n"
+    "      ten seconds, one JSON object a line\n"
+    "  dmc50-terminal --simulate=1,2 --fault drop:station=2:every=3 --timeout 3000\n"
+    "      what a station looks like that leaves every third request unanswered\n"
+    "  dmc50-terminal --simulate --write furnace1.setpoint=4500\n"
+    "      another set point\n"
+    "\n"
+    "Exit status: 0 no exchange failed, 1 one did, 2 wrong usage, 3 plug-in, port or project\n"
+    "cannot be had.";
+
+/// An option that takes a whole number.
+struct NumberOption {
+    const char *name;
+    int least;
+    int most;
+    int TerminalOptions::*target;
+};
+
+const int Unlimited = std::numeric_limits<int>::max();
+
+const NumberOption NumberOptions[] = {
+    {"baud", 0, 4000000, &TerminalOptions::baud},
+    {"period", 10, 3600000, &TerminalOptions::periodMs},
+    {"timeout", 1, 600000, &TerminalOptions::timeoutMs},
+    {"retry", 0, 100, &TerminalOptions::retries},
+    {"delay", 0, 4000, &TerminalOptions::delayMs},
+    {"duration", 0, Unlimited, &TerminalOptions::durationS},
+};
+
+void addOptions(QCommandLineParser *parser)
+{
+    parser->addOptions({
+        {"plugin", "The driver's plug-in.", "file"},
+        {"create-driver", "Use the plug-in's CreateDriver instead of the framework's loader."},
+        {"port", "A serial device.", "device"},
+        {"simulate",
+         "Simulated controllers, stations 1,2,3 unless given: --simulate=1,7. The "
+         "default without --port.",
+         "stations"},
+        {"baud", "Bits per second (default: the driver's). 0: a simulated line without pace.",
+         "rate"},
+        {"project", "The project's tags: CSV with the columns name, address, type, length.",
+         "file"},
+        {"tags", "Names or addresses of the tags to show, with commas between them.", "list"},
+        {"write", "Write a value once the line is up; may be given several times.", "tag=value"},
+        {"period", "Milliseconds between two readings (default 1000).", "ms"},
+        {"timeout", "Milliseconds that a controller has to answer; the driver takes 3000 for less.",
+         "ms"},
+        {"retry", "Further attempts after a failure.", "count"},
+        {"delay", "Milliseconds before each frame; the driver takes 10 for less.", "ms"},
+        {"duration", "Seconds until the end (default 0: until interrupted).", "s"},
+        {"format", "table or json (default table).", "format"},
+        {"fault",
+         "A fault of the simulated line, such as drop:station=2:every=3; may be given "
+         "several times. dmc50-sim --help lists them.",
+         "fault"},
+        {"trace", "Append every frame to a file, in hex and in readable form.", "file"},
+    });
+}
+
+/// "--simulate" alone stands for the usual stations.
+QStringList completed(QStringList arguments)
+{
+    arguments.replaceInStrings(QRegularExpression("^--simulate$"),
+                               QString("--simulate=") + DefaultStations);
+    return arguments;
+}
+
+QString readNumbers(const QCommandLineParser &parser, TerminalOptions *options)
+{
+    for (const NumberOption &option : NumberOptions) {
+        if (!parser.isSet(option.name))
+            continue;
+        bool ok = false;
+        const int number = parser.value(option.name).toInt(&ok);
+        if (!ok || number < option.least || number > option.most)
+            return QString("--%1 takes a number from %2 to %3, not \"%4\"")
+                .arg(option.name)
+                .arg(option.least)
+                .arg(option.most)
+                .arg(parser.value(option.name));
+        options->*option.target = number;
+    }
+    return QString();
+}
+
+QString readStations(const QString &text, std::vector<int> *stations)
+{
+    for (const QString &part : text.split(',')) {
+        bool ok = false;
+        const int station = part.toInt(&ok);
+        if (!ok || station < 1 || station > 255)
+            return QString("--simulate takes stations from 1 to 255, not \"%1\"").arg(part);
+        stations->push_back(station);
+    }
+    return QString();
+}
+
+QString readFaults(const QStringList &texts, std::vector<Fault> *faults)
+{
+    for (const QString &text : texts) {
+        Fault fault;
+        std::string reason;
+        if (!parseFault(text.toStdString(), &fault, &reason))
+            return QString("--fault %1: %2").arg(text, QString::fromStdString(reason));
+        faults->push_back(fault);
+    }
+    return QString();
+}
+
+QString readWrites(const QStringList &texts, QList<QPair<QString, QString>> *writes)
+{
+    for (const QString &text : texts) {
+        const int equals = text.indexOf('=');
+        if (equals < 1 || equals + 1 == text.size())
+            return QString("--write takes tag=value, not \"%1\"").arg(text);
+        *writes << qMakePair(text.left(equals), text.mid(equals + 1));
+    }
+    return QString();
+}
+
+QString readLine(const QCommandLineParser &parser, TerminalOptions *options)
+{
+    options->port = parser.value("port");
+    if (parser.isSet("port") && options->port.isEmpty())
+        return "--port takes a serial device";
+    if (!parser.isSet("port")) {
+        const QString stations =
+            parser.isSet("simulate") ? parser.value("simulate") : QString(DefaultStations);
+        const QString mistake = readStations(stations, &options->stations);
+        return mistake.isEmpty() ? readFaults(parser.values("fault"), &options->faults) : mistake;
+    }
+    if (parser.isSet("simulate"))
+        return "--port and --simulate exclude each other";
+    if (parser.isSet("fault"))
+        return "--fault needs the simulator";
+    if (options->baud == 0)
+        return "--baud 0 needs the simulator";
+    return QString();
+}
+
+QString readFormat(const QCommandLineParser &parser, TerminalOptions *options)
+{
+    const QString format = parser.isSet("format") ? parser.value("format") : "table";
+    if (format != "table" && format != "json")
+        return QString("--format is table or json, not \"%1\"").arg(format);
+    options->format = format == "json" ? TerminalOptions::Json : TerminalOptions::Table;
+    return QString();
+}
+
+/// Empty, or the first mistake.
+QString readAll(const QCommandLineParser &parser, TerminalOptions *options)
+{
+    if (!parser.positionalArguments().isEmpty())
+        return QString("unexpected argument \"%1\"").arg(parser.positionalArguments().first());
+    options->plugin = parser.value("plugin");
+    options->createDriver = parser.isSet("create-driver");
+    options->project = parser.value("project");
+    options->tags = parser.value("tags").split(',', Qt::SkipEmptyParts);
+    options->trace = parser.value("trace");
+    QString mistake = readNumbers(parser, options);
+    if (mistake.isEmpty())
+        mistake = readLine(parser, options);
+    if (mistake.isEmpty())
+        mistake = readFormat(parser, options);
+    if (mistake.isEmpty())
+        mistake = readWrites(parser.values("write"), &options->writes);
+    return mistake;
+}
+
+} // namespace
+
+OptionsResult parseOptions(const QStringList &arguments, TerminalOptions *options, QString *text)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(Description);
+    addOptions(&parser);
+    const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption version = parser.addVersionOption();
+    if (!parser.parse(completed(arguments))) {
+        *text = parser.errorText();
+        return OptionsResult::BadOptions;
+    }
+    if (parser.isSet(help)) {
+        *text = parser.helpText();
+        return OptionsResult::ShowText;
+    }
+    if (parser.isSet(version)) {
+        *text = QString("dmc50-terminal %1\n").arg(DMC50_VERSION);
+        return OptionsResult::ShowText;
+    }
+    *text = readAll(parser, options);
+    return text->isEmpty() ? OptionsResult::Run : OptionsResult::BadOptions;
+}

@@ -1,0 +1,52 @@
+// What the terminal prints.
+
+#ifndef TERMINAL_REPORT_H
+#define TERMINAL_REPORT_H
+
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include <QString>
+
+#include "hmi/desktop/line_monitor.h"
+#include "terminal/options.h"
+#include "terminal/session.h"
+
+/// A session's figures.
+struct SessionSummary {
+    int tags = 0;
+    quint64 reads = 0;
+    quint64 writes = 0;
+    LineReport line;
+    double cycleMs = 0.0; ///< mean time from one poll of the same addresses to the next
+    QString lastError;    ///< empty: there was none
+};
+
+/// Writes rounds and the final summary. One thread at a time.
+class Report
+{
+public:
+    virtual ~Report() {}
+    virtual void round(const std::vector<TagView> &views, const SessionSummary &soFar) = 0;
+    virtual void end(const SessionSummary &summary) = 0;
+
+    /// \param out  not owned; a table is redrawn in place when this is a terminal
+    static std::unique_ptr<Report> create(TerminalOptions::Format format, FILE *out);
+};
+
+/// The value of a tag, decimal and hexadecimal; items with blanks between them.
+QString decimalText(const TagView &view);
+QString hexText(const TagView &view);
+
+/// A time in the unit that suits it: "80 ms", "12.3 s", "never" below 0.
+QString ageText(qint64 ms);
+
+/// The lines of the table and of the figures below it.
+QStringList tableLines(const std::vector<TagView> &views, const SessionSummary &soFar);
+
+/// One JSON object each, without line end.
+QByteArray tagJson(const TagView &view, const QString &time);
+QByteArray summaryJson(const SessionSummary &summary);
+
+#endif // TERMINAL_REPORT_H
