@@ -1,6 +1,7 @@
 #include "terminal/project.h"
 
 #include <limits> // the reader below forgets it
+#include <stdexcept>
 #include <string>
 
 // One small file; no thread is wanted to read it ahead.

@@ -39,8 +39,7 @@ QRegularExpressionMatch matchAddress(const QString &text)
 {
     static const QRegularExpression pattern(
         "^(?:([0-9]{1,3})-)?(NA|PA([0-9A-F]{3}))([0-9A-F]{1,8})(?:\\.([0-9]{1,2}))?\\z",
-        QRegularExpression::CaseInsensitiveOption |
-            QRegularExpression::DollarMatchesOnlyAtEndOption);
+        QRegularExpression::CaseInsensitiveOption);
     return pattern.match(text);
 }
 
