@@ -161,7 +161,7 @@ SerialLink::TimePoint SerialLink::nextDeadline() const
 /// Whether the port is open, after trying to open it again if it is time to.
 bool SerialLink::ensurePort()
 {
-    if (m_up || !m_wanted || m_port->isInterrupted() || now() < m_next_attempt) {
+    if (m_up || !m_wanted || now() < m_next_attempt) {
         return m_up;
     }
     QString reason;

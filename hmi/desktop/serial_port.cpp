@@ -223,8 +223,3 @@ void SerialPort::resume()
 {
     m_interrupted = false;
 }
-
-bool SerialPort::isInterrupted() const
-{
-    return m_interrupted;
-}

@@ -74,8 +74,6 @@ public:
     /// Takes `interrupt` back.
     void resume();
 
-    bool isInterrupted() const;
-
 private:
     typedef std::function<void(const boost::system::error_code &, std::size_t)> Handler;
     typedef std::function<void(const Handler &)> Operation;

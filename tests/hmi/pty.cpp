@@ -2,21 +2,24 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <limits>
 #include <poll.h>
 #include <pty.h>
 #include <stdexcept>
 #include <sys/ioctl.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace
 {
 
 const int PatienceMs = 5000;
+const int QuietMs = 200;
+const size_t AnyCount = std::numeric_limits<size_t>::max();
 
 void closeIfOpen(int *descriptor)
 {
@@ -72,15 +75,25 @@ int Pty::readableBySlave() const
 
 std::string Pty::receive(size_t count)
 {
+    return receivePieces(count, PatienceMs);
+}
+
+std::string Pty::receiveAll()
+{
+    return receivePieces(AnyCount, QuietMs);
+}
+
+std::string Pty::receivePieces(size_t count, int patienceMs)
+{
     std::string bytes;
-    std::vector<char> room(count);
+    char room[4096];
     pollfd waiting = {m_master, POLLIN, 0};
-    while (bytes.size() < count && ::poll(&waiting, 1, PatienceMs) == 1) {
-        const ssize_t got = ::read(m_master, room.data(), count - bytes.size());
+    while (bytes.size() < count && ::poll(&waiting, 1, patienceMs) == 1) {
+        const ssize_t got = ::read(m_master, room, std::min(sizeof room, count - bytes.size()));
         if (got <= 0) {
             break;
         }
-        bytes.append(room.data(), static_cast<size_t>(got));
+        bytes.append(room, static_cast<size_t>(got));
     }
     return bytes;
 }

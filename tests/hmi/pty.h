@@ -33,10 +33,15 @@ public:
     /// Takes what the slave sent: `count` bytes, or fewer when they do not come within 5 s.
     std::string receive(size_t count);
 
+    /// Takes what the slave sent until nothing came for 200 ms.
+    std::string receiveAll();
+
     /// Hangs up: both ends of the test's are closed, and the path is gone.
     void hangUp();
 
 private:
+    std::string receivePieces(size_t count, int patienceMs);
+
     int m_master;
     int m_slave; ///< keeps the pair alive while the code under test has not opened its end
     std::string m_path;

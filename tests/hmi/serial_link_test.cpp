@@ -380,6 +380,10 @@ TEST(SerialLinkBytes, ThatTheLineDoesNotTakeAreDroppedAtTheTimeOut)
     EXPECT_GE(waited, BriefMs);
     EXPECT_LT(waited, BriefMs + LoadMs);
     EXPECT_TRUE(line.link.isUp());
+    EXPECT_EQ(4, writeAll(&line.link, "next"));
+    const std::string received = line.pty.receiveAll();
+    EXPECT_LT(received.size(), static_cast<size_t>(sent)) << "what was held back came too";
+    EXPECT_EQ("next", received.substr(received.size() - 4));
 }
 
 // --- time-out ---
@@ -557,7 +561,7 @@ TEST(SerialLinkDiscard, IsNotHeldByALineThatBabbles)
     std::atomic<bool> stop(false);
     std::thread station([&] {
         while (!stop) {
-            line.pty.send("babble");
+            line.pty.send(std::string(4000, 'b'));
         }
     });
     sleepMs(20);
@@ -730,6 +734,26 @@ TEST(SerialLinkVanishing, IsReportedAgainTheNextTime)
     discard(&link);
     EXPECT_EQ(3u, log.texts(QtWarningMsg).size());
     EXPECT_FALSE(link.isUp());
+}
+
+TEST(SerialLinkVanishing, IsFollowedByAPauseBeforeTheNextAttempt)
+{
+    const MessageLog log;
+    LinkedPath path;
+    Pty first;
+    path.pointTo(first.path());
+    SerialLink link(QString::fromStdString(path.path()), wiring(), timing(0));
+    ASSERT_TRUE(link.open(nullptr));
+    Pty second;
+    path.pointTo(second.path());
+    first.hangUp();
+    const SteadyClock::time_point start = SteadyClock::now();
+    readOnce(&link);
+    while (writeAll(&link, "request") == 0 && msSince(start) < LoadMs) {
+        sleepMs(10);
+    }
+    EXPECT_TRUE(link.isUp());
+    EXPECT_GE(msSince(start), SerialLink::ReopenPauseMs);
 }
 
 TEST(SerialLinkVanishing, EndsWithCloseNotWithAnotherAttempt)
