@@ -248,19 +248,19 @@ std::string hexDump(const std::string &bytes)
     return text;
 }
 
+const size_t CplLineSplitter::LongestFrame;
+
 bool CplLineSplitter::feed(char byte)
 {
     if (m_complete) {
         m_frame.clear();
         m_complete = false;
     }
-    if (byte == Stx)
+    if (byte == Stx || m_frame.size() == LongestFrame)
         m_frame.clear();
-    else if (m_frame.empty())
+    if (byte != Stx && m_frame.empty())
         return false;
     m_frame += byte;
-    if (m_frame.size() > LongestFrame)
-        m_frame.clear();
-    m_complete = byte == '\n' && !m_frame.empty();
+    m_complete = byte == '\n';
     return m_complete;
 }
