@@ -62,7 +62,8 @@ public:
     /// \param seed    same seed and number: same programs, same noise
     Station(uint8_t number, uint32_t seed);
 
-    /// Lets the process run up to a time in milliseconds of any origin; going back does nothing.
+    /// Lets the process run up to a time in milliseconds, 0 or more, of any origin. The first call
+    /// only sets the clock; going back does nothing.
     void advanceTo(int64_t nowMs);
 
     /// Any address; nothing is refused here.
