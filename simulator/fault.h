@@ -11,25 +11,31 @@
 ///
 ///   drop                    no answer
 ///   late:ms=MS              the answer comes MS milliseconds late (required, 1 to 600000)
-///   flip[:at=BYTE]          the lowest bit of a byte is flipped (default: the middle byte)
+///   flip[:at=BYTE]          the lowest bit of a byte is flipped (0 to 511, the first is 0;
+///   default:
+///                           the middle byte)
 ///   cut:after=N             only the first N bytes come (required, 0 to 511)
 ///   noise[:bytes=N]         N bytes of noise before STX (1 to 200, default 8)
 ///   echo                    the request comes back before the reply
 ///   station:as=N            the answer carries station number N (required, 0 to 255)
-///   endcode:code=HH         the answer is a refusal with this end code (required, hexadecimal)
+///   endcode:code=HH         the answer is a refusal with this end code (required, hexadecimal, 1
+///                           to FF)
 ///   nolf                    the final line feed is missing
-///   swap[:at=BYTE]          a byte and the next one change places (default: the last one before
-///                           ETX, and ETX); the checksum cannot tell
+///   swap[:at=BYTE]          a byte and the next one change places (0 to 510; default: the last one
+///                           before ETX, and ETX); the checksum cannot tell
 ///   babble[:ms=MS]          bytes without a line feed instead of an answer, until MS milliseconds
 ///                           have passed (1 to 600000; default: until the faults are cleared);
-///                           nobody is heard meanwhile
+///                           nobody is heard meanwhile, and replies on their way are lost
 ///   powercycle              no answer, and the station has forgotten what it does not keep
 ///
 /// Every fault also takes
 ///
 ///   station=N               only replies of this station (0 to 255; default: all)
-///   every=N                 only every Nth of them (1 or more, default 1)
-///   count=N                 N times at most (1 or more; default: without end)
+///   every=N                 only every Nth of them (1 to 999999999, default 1)
+///   count=N                 N times at most (1 to 999999999; default: without end)
+///
+/// A position behind the end of a reply changes nothing. Of a setting that is given twice the last
+/// one counts.
 struct Fault {
     enum Kind {
         Drop,
