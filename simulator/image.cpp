@@ -8,6 +8,8 @@
 namespace
 {
 
+const size_t MostCharacters = 18; // of a number; what has no more fits 64 bits
+
 bool parseNumber(const std::string &text, uint32_t most, uint32_t *out)
 {
     if (text.empty() || !isdigit(static_cast<unsigned char>(text[0])))
@@ -16,7 +18,7 @@ bool parseNumber(const std::string &text, uint32_t most, uint32_t *out)
         text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
     char *end = nullptr;
     const unsigned long long value = std::strtoull(text.c_str(), &end, hexadecimal ? 16 : 10);
-    if (*end != '\0' || text.size() > 18 || value > most)
+    if (end != text.c_str() + text.size() || text.size() > MostCharacters || value > most)
         return false;
     *out = static_cast<uint32_t>(value);
     return true;
@@ -57,5 +59,7 @@ bool readImage(std::istream &stream, std::vector<ImageEntry> *entries, std::stri
             return false;
         }
     }
-    return true;
+    if (stream.bad())
+        *error = "line " + std::to_string(number + 1) + ": cannot be read";
+    return !stream.bad();
 }

@@ -19,6 +19,7 @@ struct ImageEntry {
 /// follows a # is a comment; empty lines are passed over.
 /// \param entries  gets the values read before the first mistake; not null
 /// \param error    gets the line number and what is wrong; not null
+/// \return false: there is a mistake, or the stream broke off (a directory is no file)
 bool readImage(std::istream &stream, std::vector<ImageEntry> *entries, std::string *error);
 
 #endif // SIMULATOR_IMAGE_H
