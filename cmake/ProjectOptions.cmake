@@ -10,17 +10,37 @@ endforeach()
 
 if(DMC50_SANITIZE STREQUAL "address")
   set(dmc50_sanitizer_flags -fsanitize=address,undefined -fno-sanitize-recover=all
-    -fno-omit-frame-pointer)
+    -O1 -fno-omit-frame-pointer)
 elseif(DMC50_SANITIZE STREQUAL "thread")
-  set(dmc50_sanitizer_flags -fsanitize=thread -fno-omit-frame-pointer)
+  set(dmc50_sanitizer_flags -fsanitize=thread -O1 -fno-omit-frame-pointer)
+  set(dmc50_sanitizer_include
+    "SHELL:-include \"${PROJECT_SOURCE_DIR}/tests/support/tsan/refcount.h\"")
 elseif(DMC50_SANITIZE)
   message(FATAL_ERROR "DMC50_SANITIZE is \"${DMC50_SANITIZE}\"; it takes address, thread or nothing")
 endif()
 
 function(dmc50_options target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow
-    $<$<BOOL:${DMC50_WERROR}>:-Werror> ${dmc50_sanitizer_flags})
+    $<$<BOOL:${DMC50_WERROR}>:-Werror> ${dmc50_sanitizer_flags} ${dmc50_sanitizer_include})
   target_link_options(${target} PRIVATE ${dmc50_sanitizer_flags})
   # Includes are written from the root: #include "driver/dmc50v3.h"
   target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
+
+  # The annotations stand in front of Qt for all that an executable loads, plug-ins included: its
+  # symbols are found first. So they go into executables only, and are exported.
+  get_target_property(type ${target} TYPE)
+  if(TARGET dmc50_tsan AND type STREQUAL "EXECUTABLE")
+    target_sources(${target} PRIVATE $<TARGET_OBJECTS:dmc50_tsan>)
+    target_link_libraries(${target} PRIVATE Qt5::Core ${CMAKE_DL_LIBS})
+    set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON)
+  endif()
 endfunction()
+
+# What ThreadSanitizer must be told of the distribution's Qt: tests/support/tsan/README.md.
+if(DMC50_SANITIZE STREQUAL "thread")
+  set(tsan_sources events.cpp functors.cpp locks.cpp qt_core.cpp sharing.cpp threads.cpp)
+  list(TRANSFORM tsan_sources PREPEND "${PROJECT_SOURCE_DIR}/tests/support/tsan/")
+  add_library(dmc50_tsan OBJECT ${tsan_sources})
+  dmc50_options(dmc50_tsan)
+  target_link_libraries(dmc50_tsan PRIVATE Qt5::Core)
+endif()
