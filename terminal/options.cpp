@@ -198,7 +198,7 @@ OptionsResult parseOptions(const QStringList &arguments, TerminalOptions *option
     const QCommandLineOption help = parser.addHelpOption();
     const QCommandLineOption version = parser.addVersionOption();
     if (!parser.parse(completed(arguments))) {
-        *text = parser.errorText();
+        *text = parser.errorText().remove(QRegularExpression("\\.$"));
         return OptionsResult::BadOptions;
     }
     if (parser.isSet(help)) {

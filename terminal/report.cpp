@@ -72,21 +72,30 @@ QString milliseconds(qint64 us)
     return us < 0 ? "-" : QString::number(static_cast<double>(us) / 1000.0, 'f', 1);
 }
 
+/// The counts that are not 0.
+QString failureText(const StationReport &station)
+{
+    const QList<QPair<QString, quint64>> kinds{
+        {"no answer", station.noAnswer},      {"short", station.shortReplies},
+        {"checksum", station.checksumErrors}, {"other station", station.otherStation},
+        {"end code", station.endCodes},
+    };
+    QString text;
+    for (const QPair<QString, quint64> &kind : kinds) {
+        if (kind.second > 0)
+            text += QString(", %1 %2").arg(kind.second).arg(kind.first);
+    }
+    return text;
+}
+
 QString stationLine(const StationReport &station)
 {
-    return QString("station %1: %2 requests, %3 good, %4 no answer, %5 short, %6 checksum, "
-                   "%7 other station, %8 end code; round trip %9 ms")
+    return QString("station %1: %2 requests, %3 good%4; round trip %5 / %6 / %7 ms")
         .arg(station.station)
         .arg(station.requests)
         .arg(station.goodReplies)
-        .arg(station.noAnswer)
-        .arg(station.shortReplies)
-        .arg(station.checksumErrors)
-        .arg(station.otherStation)
-        .arg(station.endCodes)
-        .arg(milliseconds(station.leastRoundTripUs) + " / " +
-             milliseconds(station.medianRoundTripUs) + " / " +
-             milliseconds(station.greatestRoundTripUs));
+        .arg(failureText(station), milliseconds(station.leastRoundTripUs),
+             milliseconds(station.medianRoundTripUs), milliseconds(station.greatestRoundTripUs));
 }
 
 QStringList figureLines(const SessionSummary &figures)
