@@ -37,7 +37,7 @@ private:
     QString m_name;
 };
 
-void run(QSqlDatabase database, const QString &statement)
+void run(const QSqlDatabase &database, const QString &statement)
 {
     QSqlQuery query(database);
     if (!query.exec(statement))
