@@ -94,21 +94,31 @@ bool writeFile(const QString &file, const Project &project, int hmiPort, int def
     return good;
 }
 
-/// Reads all rows; a mistake in one is thrown like the reader's own.
+/// A mistake in a row, thrown like the reader's own.
+std::runtime_error mistakeInLine(unsigned line, const QString &mistake)
+{
+    return std::runtime_error(QString("line %1: ").arg(line).toStdString() + mistake.toStdString());
+}
+
+/// Reads all rows; throws at the first mistake.
 QList<Tag> readTags(const QString &file)
 {
     const std::string path = QFile::encodeName(file).toStdString();
     TagReader reader(path);
     reader.read_header(io::ignore_extra_column, "name", "address", "type", "length");
     QList<Tag> tags;
+    QSet<QString> names;
     std::string name, address, type, length;
     while (reader.read_row(name, address, type, length)) {
         Tag tag;
         QString mistake;
         if (!parseTag(QString::fromStdString(name), QString::fromStdString(address),
                       QString::fromStdString(type), QString::fromStdString(length), &tag, &mistake))
-            throw std::runtime_error(
-                QString("line %1: %2").arg(reader.get_file_line()).arg(mistake).toStdString());
+            throw mistakeInLine(reader.get_file_line(), mistake);
+        if (names.contains(tag.name))
+            throw mistakeInLine(reader.get_file_line(),
+                                "there is a tag \"" + tag.name + "\" already");
+        names.insert(tag.name);
         tags << tag;
     }
     if (tags.isEmpty())

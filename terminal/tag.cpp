@@ -8,7 +8,9 @@ namespace
 const int BitsPerByte = 8;
 const int BitsPerDoubleWord = 32;
 const int BytesPerDoubleWord = 4;
+const int GreatestStation = 255;
 const int LongestTag = 1020; // bytes: the driver counts a tag's double words in 8 bits
+const int LongestName = 64;
 const int PaShift = 20;
 
 struct TypeName {
@@ -62,7 +64,7 @@ QString takeAddress(const QString &text, Tag *tag)
     if (!match.hasMatch())
         return "no address: expected [station-]NAhex[.bit] or [station-]PAhhhhex[.bit]";
     const QString prefix = match.captured(1);
-    if (prefix.toInt() > 255)
+    if (prefix.toInt() > GreatestStation)
         return "the station goes from 0 to 255";
     tag->station = prefix.isEmpty() ? int(Tag::DefaultStation) : prefix.toInt();
     tag->address = prefix.isEmpty() ? text : text.mid(prefix.size() + 1);
@@ -73,8 +75,33 @@ QString takeAddress(const QString &text, Tag *tag)
 
 bool isLowLatency(const QString &address)
 {
-    static const QRegularExpression pattern("^(?:[0-9]{1,3}-)?LOWLATENCY[0-9]*$");
-    return pattern.match(address).hasMatch();
+    static const QRegularExpression pattern("^(?:([0-9]{1,3})-)?LOWLATENCY[0-9]*\\z");
+    const QRegularExpressionMatch match = pattern.match(address);
+    return match.hasMatch() && match.captured(1).toInt() <= GreatestStation;
+}
+
+/// Empty, or what is wrong. A comma and an equals sign separate names in options.
+QString mistakeInName(const QString &name)
+{
+    static const QRegularExpression forbidden("[,=[:cntrl:]]");
+    if (name.size() > LongestName)
+        return QString("a name has at most %1 characters").arg(LongestName);
+    if (name.contains(forbidden))
+        return "a name has no comma, equals sign or control character";
+    return QString();
+}
+
+/// Reads decimal digits with an optional "-", or hexadecimal ones behind 0x. The conversions alone
+/// would also take blanks and further signs.
+bool readNumber(const QString &text, qint64 *number)
+{
+    static const QRegularExpression pattern("^(?:0x([0-9a-f]{1,8})|(-?[0-9]{1,10}))\\z",
+                                            QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = pattern.match(text);
+    const QString hexadecimal = match.captured(1);
+    *number = hexadecimal.isEmpty() ? match.captured(2).toLongLong()
+                                    : hexadecimal.toLongLong(nullptr, 16);
+    return match.hasMatch();
 }
 
 /// Bits of one item; all bits of a bit tag are one item.
@@ -125,8 +152,6 @@ CommunicatorCommand Tag::announcement() const
 {
     CommunicatorCommand command = access();
     command.address = text;
-    // A session takes as many addresses as the length says, whatever the type.
-    command.length = doubleWords();
     return command;
 }
 
@@ -164,12 +189,17 @@ bool parseTag(const QString &name, const QString &address, const QString &type,
               const QString &length, Tag *tag, QString *error)
 {
     Tag parsed;
-    parsed.name = name;
+    parsed.name = name.isEmpty() ? address : name;
     parsed.text = address;
     parsed.isDriverTag = isLowLatency(address);
     if (parsed.isDriverTag) {
         *tag = parsed;
         return true;
+    }
+    const QString mistakenName = mistakeInName(name);
+    if (!mistakenName.isEmpty()) {
+        *error = QString("\"%1\": %2").arg(name.left(LongestName).simplified(), mistakenName);
+        return false;
     }
     if (!findType(type, &parsed.type)) {
         *error = QString("\"%1\" is no type; there are %2").arg(type, tagTypeNames().join(", "));
@@ -207,9 +237,8 @@ QList<quint32> tagItems(const Tag &tag, const QByteArray &data)
 
 bool tagData(const Tag &tag, const QString &value, QByteArray *data, QString *error)
 {
-    bool ok = false;
-    const bool hexadecimal = value.startsWith("0x", Qt::CaseInsensitive);
-    const qint64 number = hexadecimal ? value.mid(2).toLongLong(&ok, 16) : value.toLongLong(&ok);
+    qint64 number = 0;
+    const bool ok = readNumber(value, &number);
     const int bits = itemBits(tag);
     const qint64 most = (Q_INT64_C(1) << bits) - 1;
     const qint64 least = tag.isBits() ? 0 : -(Q_INT64_C(1) << (bits - 1));

@@ -35,7 +35,8 @@ struct Tag {
     /// How many double words the tag touches.
     int doubleWords() const;
 
-    /// What the runtime announces, with the prefix.
+    /// What the runtime announces, with the prefix. The driver takes the length for a number of
+    /// addresses whatever the type, so it polls what the project defines behind the tag as well.
     CommunicatorCommand announcement() const;
     /// What the runtime reads or writes, without it.
     CommunicatorCommand access() const;
@@ -47,7 +48,7 @@ struct Tag {
 /// The names of the types: "bit", "byte", "word", "dword", "block", "bits".
 QStringList tagTypeNames();
 
-/// Builds a tag from the texts of a project.
+/// Builds a tag from the texts of a project. Without a name the tag is called by its address.
 /// \param error  gets what is wrong, in one line; not null
 /// \return false: the tag is not changed
 bool parseTag(const QString &name, const QString &address, const QString &type,
@@ -59,7 +60,7 @@ bool parseTag(const QString &name, const QString &address, const QString &type,
 QList<quint32> tagItems(const Tag &tag, const QByteArray &data);
 
 /// The data to write for a value: decimal, negative decimal or 0x hexadecimal, in the range of the
-/// tag's items, the same for each item.
+/// tag's items, the same for each item; all bits of a bit tag are one number.
 /// \param error  gets what is wrong, in one line; not null
 bool tagData(const Tag &tag, const QString &value, QByteArray *data, QString *error);
 
