@@ -43,7 +43,7 @@ const NumberOption NumberOptions[] = {
     {"period", 10, 3600000, &TerminalOptions::periodMs},
     {"timeout", 1, 600000, &TerminalOptions::timeoutMs},
     {"retry", 0, 100, &TerminalOptions::retries},
-    {"delay", 0, 4000, &TerminalOptions::delayMs},
+    {"delay", 0, 1000, &TerminalOptions::delayMs}, // the end may have to wait for it
     {"duration", 0, Unlimited, &TerminalOptions::durationS},
 };
 
@@ -176,7 +176,8 @@ QString readAll(const QCommandLineParser &parser, TerminalOptions *options)
     options->plugin = parser.value("plugin");
     options->createDriver = parser.isSet("create-driver");
     options->project = parser.value("project");
-    options->tags = parser.value("tags").split(',', Qt::SkipEmptyParts);
+    for (const QString &tag : parser.value("tags").split(',', Qt::SkipEmptyParts))
+        options->tags << tag.trimmed();
     options->trace = parser.value("trace");
     QString mistake = readNumbers(parser, options);
     if (mistake.isEmpty())
