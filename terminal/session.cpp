@@ -9,6 +9,12 @@ namespace
 const char StartTag[] = "INITDRV0"; // a tag that every driver of this kind answers by itself
 const int ErrorSampleMs = 5;
 
+qint64 steadyMs()
+{
+    const auto time = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
+}
+
 } // namespace
 
 const char *tagStateName(TagState state)
@@ -32,6 +38,8 @@ Session::Session(DriverInterface *driver, const SessionLine &line, const QList<T
       m_round_done(std::move(roundDone)), m_reads(0), m_writes_done(0), m_writes_refused(0),
       m_stop(false)
 {
+    if (!m_line.nowMs)
+        m_line.nowMs = steadyMs;
     for (const Tag &tag : tags) {
         TagView view;
         view.tag = tag;
@@ -99,28 +107,40 @@ bool Session::announce()
 
 void Session::observe(TagView *view)
 {
-    view->ageMs = oldestAge(*view);
-    if (view->ageMs < 0) {
-        view->state = m_line.stationFails(view->station) ? TagState::Failed : TagState::Waiting;
-        return;
-    }
     const SessionLink::Call call(m_line.link);
     if (!call.allowed())
         return;
+    if (!noteError() && oldestAge(*view) >= 0)
+        read(view);
+    else if (view->items.isEmpty())
+        view->state = m_line.stationFails(view->station) ? TagState::Failed : TagState::Waiting;
+    else
+        judgeAge(view);
+}
+
+void Session::read(TagView *view)
+{
     m_line.selectStation(view->station);
     const QByteArray data = m_driver->read(m_line.link, view->tag.access());
     ++m_reads;
-    view->ageMs = oldestAge(*view);
     takeData(view, data);
 }
 
 void Session::takeData(TagView *view, const QByteArray &data)
 {
     if (data.size() < view->tag.dataSize()) {
+        judgeAge(view);
         view->state = TagState::Failed;
         return;
     }
     view->items = tagItems(view->tag, data);
+    view->receivedAt = m_line.nowMs() - oldestAge(*view);
+    judgeAge(view);
+}
+
+void Session::judgeAge(TagView *view) const
+{
+    view->ageMs = view->receivedAt < 0 ? -1 : m_line.nowMs() - view->receivedAt;
     view->state = isStale(view->ageMs) ? TagState::Stale : TagState::Ok;
 }
 
@@ -140,7 +160,7 @@ qint64 Session::oldestAge(const TagView &view) const
 bool Session::isStale(qint64 ageMs) const
 {
     const double longest =
-        std::max(double(StaleAfterMs), StaleAfterRounds * m_line.link->cycleMs());
+        std::max(double(StaleAfterMs), StaleAfterCycles * m_line.link->leastCycleMs());
     return static_cast<double>(ageMs) > longest;
 }
 
@@ -150,29 +170,45 @@ bool Session::canWrite(const TagWrite &write) const
         if (view.tag.text == write.tag.text)
             return view.state == TagState::Ok;
     }
-    return true;
+    return false;
 }
 
 void Session::sendWrites()
 {
     for (int i = 0; i < m_writes.size();) {
-        const TagWrite write = m_writes.at(i);
-        const SessionLink::Call call(m_line.link);
-        // While the line has an error the driver drops writes without a word.
-        if (!call.allowed() || m_driver->hasError())
-            return;
-        if (!canWrite(write)) {
+        if (!canWrite(m_writes.at(i))) {
             ++i;
             continue;
         }
+        const WriteResult result = send(m_writes.at(i));
+        if (result == WriteResult::Later)
+            return;
         m_writes.removeAt(i);
-        m_line.selectStation(write.tag.station == Tag::DefaultStation ? m_line.defaultStation
-                                                                      : write.tag.station);
-        if (m_driver->write(m_line.link, write.tag.access(), write.data) != 0)
+        if (result == WriteResult::Done)
             ++m_writes_done;
         else
             ++m_writes_refused;
     }
+}
+
+/// While the line has an error the driver drops writes without a word.
+Session::WriteResult Session::send(const TagWrite &write)
+{
+    bool taken = false;
+    {
+        const SessionLink::Call call(m_line.link);
+        if (!call.allowed() || noteError())
+            return WriteResult::Later;
+        m_line.selectStation(write.tag.station == Tag::DefaultStation ? m_line.defaultStation
+                                                                      : write.tag.station);
+        taken = m_driver->write(m_line.link, write.tag.access(), write.data) != 0;
+    }
+    if (!taken)
+        return WriteResult::Refused;
+    // The driver may be gone by now. An error that came meanwhile may have cost the write; to send
+    // it twice does no harm.
+    const SessionLink::Call call(m_line.link);
+    return call.allowed() && !noteError() ? WriteResult::Done : WriteResult::Later;
 }
 
 /// Waits for the next round. The driver names an error only while it stands, so it is asked often.
@@ -193,12 +229,14 @@ void Session::rest()
     }
 }
 
-void Session::noteError()
+/// Whether an error stands; keeps its text.
+bool Session::noteError()
 {
     if (!m_driver->hasError())
-        return;
+        return false;
     const QString text = m_driver->getLastError();
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!text.isEmpty())
         m_last_error = text;
+    return true;
 }

@@ -33,8 +33,9 @@ struct TagView {
     Tag tag;
     int station = 0; ///< of the prefix, or the default station
     TagState state = TagState::Waiting;
-    QList<quint32> items; ///< empty before the first value
-    qint64 ageMs = -1;    ///< since the station last sent the oldest part of it; -1: never
+    QList<quint32> items;   ///< empty before the first value
+    qint64 ageMs = -1;      ///< since the station sent the oldest part of it; -1: never
+    qint64 receivedAt = -1; ///< when that was, by the line's clock; -1: never
 };
 
 /// A value to be written once.
@@ -49,21 +50,26 @@ struct SessionLine {
     std::function<void(int station)> selectStation; ///< before each read or write
     std::function<qint64(int, quint32)> ageOf;      ///< ms since a good read; -1: never
     std::function<bool(int station)> stationFails;  ///< its last exchange went wrong
+    std::function<qint64()> nowMs;                  ///< any origin; the steady clock when empty
     int defaultStation = 1;
 };
 
 /// Reads tags in turn on the thread that calls `run`, the communication thread.
 ///
 /// A tag is read once its station has answered for it, so that one silent station does not hold up
-/// the others: a read of a value that has never been polled waits for the whole time-out.
+/// the others: a read of a value that has never been polled waits for the whole time-out. While an
+/// error stands no tag is read: the driver would keep the reader until it has gone, and nobody
+/// would see the tags grow old. Only an error that comes between that check and the call still does
+/// so.
 class Session
 {
 public:
     /// Called on the communication thread after each round.
     typedef std::function<void(const std::vector<TagView> &)> RoundDone;
 
-    /// A value is stale when it is older than the longer of these.
-    enum { StaleAfterMs = 5000, StaleAfterRounds = 5 };
+    /// A value is stale when it is older than the longer of these: a time, and so many times the
+    /// shortest polling cycle seen.
+    enum { StaleAfterMs = 5000, StaleAfterCycles = 3 };
 
     /// \param driver  not owned; may be destroyed by another thread after `SessionLink::closeCalls`
     Session(DriverInterface *driver, const SessionLine &line, const QList<Tag> &tags,
@@ -90,13 +96,17 @@ private:
     bool start();
     bool announce();
     void observe(TagView *view);
+    void read(TagView *view);
     void takeData(TagView *view, const QByteArray &data);
+    void judgeAge(TagView *view) const;
     qint64 oldestAge(const TagView &view) const;
     bool isStale(qint64 ageMs) const;
     void sendWrites();
+    enum class WriteResult { Done, Refused, Later };
+    WriteResult send(const TagWrite &write);
     bool canWrite(const TagWrite &write) const;
     void rest();
-    void noteError();
+    bool noteError();
 
     DriverInterface *m_driver;
     SessionLine m_line;

@@ -10,7 +10,8 @@ const char ReadCommand[] = "RN";
 } // namespace
 
 SessionLink::SessionLink(AbstractDeviceInterface *link)
-    : m_link(link), m_state(CallState::None), m_closing(false), m_cycles(0)
+    : m_link(link), m_state(CallState::None), m_closing(false), m_other_poll_seen(false),
+      m_other_poll_since(false), m_cycles(0), m_least_cycle_ms(0.0)
 {
 }
 
@@ -63,6 +64,12 @@ double SessionLink::cycleMs() const
     return span.count() / m_cycles;
 }
 
+double SessionLink::leastCycleMs() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_least_cycle_ms;
+}
+
 void SessionLink::noteFrame(const std::string &frame)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -70,11 +77,23 @@ void SessionLink::noteFrame(const std::string &frame)
         return;
     if (m_first_poll.empty()) {
         m_first_poll = frame;
-        m_first_poll_at = SteadyClock::now();
-    } else if (frame == m_first_poll) {
-        m_last_poll_at = SteadyClock::now();
-        ++m_cycles;
+        m_first_poll_at = m_last_poll_at = SteadyClock::now();
+    } else if (frame != m_first_poll) {
+        m_other_poll_seen = m_other_poll_since = true;
+    } else if (m_other_poll_since || !m_other_poll_seen) {
+        // Otherwise it is a repetition: a pass goes through the other frames first.
+        noteCycle(SteadyClock::now());
     }
+}
+
+void SessionLink::noteCycle(SteadyClock::time_point now)
+{
+    const std::chrono::duration<double, std::milli> cycle = now - m_last_poll_at;
+    if (m_cycles == 0 || cycle.count() < m_least_cycle_ms)
+        m_least_cycle_ms = cycle.count();
+    m_last_poll_at = now;
+    m_other_poll_since = false;
+    ++m_cycles;
 }
 
 int SessionLink::readData(char *buffer, int max_size)

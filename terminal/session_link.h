@@ -49,6 +49,9 @@ public:
     /// Mean milliseconds from one sending of the first read frame to the next; 0 before the second.
     double cycleMs() const;
 
+    /// The shortest of these times. Unlike the mean it does not grow with a line's time-outs.
+    double leastCycleMs() const;
+
     int readData(char *buffer, int max_size) override;
     int writeData(const char *data, int size) override;
     const DeviceSetting *deviceSetting() override;
@@ -65,6 +68,7 @@ private:
     void setState(CallState state);
     void callIsInside();
     void noteFrame(const std::string &frame);
+    void noteCycle(SteadyClock::time_point now);
 
     AbstractDeviceInterface *const m_link;
     mutable std::mutex m_mutex; ///< guards everything below
@@ -72,9 +76,12 @@ private:
     CallState m_state;
     bool m_closing;
     std::string m_first_poll;
+    bool m_other_poll_seen;  ///< a pass has more than one read frame
+    bool m_other_poll_since; ///< one of those has come since the first one
     SteadyClock::time_point m_first_poll_at;
     SteadyClock::time_point m_last_poll_at;
     int m_cycles;
+    double m_least_cycle_ms; ///< 0 before the first cycle
 };
 
 #endif // TERMINAL_SESSION_LINK_H
