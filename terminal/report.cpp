@@ -6,12 +6,15 @@
 #include <QJsonObject>
 #include <QStringList>
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace
 {
 
-const char HomeAndClear[] = "\033[H\033[2J";
+const char Home[] = "\033[H";
+const char ToEndOfLine[] = "\033[K";
+const char ToEndOfScreen[] = "\033[J";
 const char *const Headings[] = {"address", "station", "value", "hex", "age", "state", "name"};
 const int Columns = 7;
 const int FirstRightAligned = 1; // station, value, hex and age
@@ -148,9 +151,11 @@ public:
 
     void round(const std::vector<TagView> &views, const SessionSummary &soFar) override
     {
+        const QStringList lines = tableLines(views, soFar);
         if (m_in_place)
-            fputs(HomeAndClear, m_out);
-        print(tableLines(views, soFar));
+            redraw(lines);
+        else
+            print(lines);
     }
 
     void end(const SessionSummary &summary) override
@@ -167,6 +172,14 @@ private:
     {
         for (const QString &line : lines)
             fprintf(m_out, "%s\n", qPrintable(line));
+        fflush(m_out);
+    }
+
+    void redraw(const QStringList &lines)
+    {
+        struct winsize window = {0, 0, 0, 0};
+        ioctl(fileno(m_out), TIOCGWINSZ, &window);
+        fputs(qPrintable(inPlace(lines, window.ws_col, window.ws_row)), m_out);
         fflush(m_out);
     }
 
@@ -209,7 +222,8 @@ std::unique_ptr<Report> Report::create(TerminalOptions::Format format, FILE *out
 
 QString decimalText(const TagView &view)
 {
-    return joinItems(view.items, 10, 0);
+    return view.tag.isBits() ? joinItems(view.items, 2, view.tag.length)
+                             : joinItems(view.items, 10, 0);
 }
 
 QString hexText(const TagView &view)
@@ -224,6 +238,14 @@ QString ageText(qint64 ms)
     if (ms < 10000)
         return QString("%1 ms").arg(ms);
     return QString("%1 s").arg(static_cast<double>(ms) / 1000.0, 0, 'f', 1);
+}
+
+QString inPlace(const QStringList &lines, int columns, int rows)
+{
+    QString text = Home;
+    for (int i = 0; i < lines.size() && (rows == 0 || i < rows - 1); ++i)
+        text += (columns == 0 ? lines.at(i) : lines.at(i).left(columns)) + ToEndOfLine + '\n';
+    return text + ToEndOfScreen;
 }
 
 QStringList tableLines(const std::vector<TagView> &views, const SessionSummary &soFar)

@@ -35,12 +35,17 @@ public:
     static std::unique_ptr<Report> create(TerminalOptions::Format format, FILE *out);
 };
 
-/// The value of a tag, decimal and hexadecimal; items with blanks between them.
+/// The value of a tag, decimal and hexadecimal; items with blanks between them. The bits of a bit
+/// tag stand as such in the decimal text, the highest first.
 QString decimalText(const TagView &view);
 QString hexText(const TagView &view);
 
 /// A time in the unit that suits it: "80 ms", "12.3 s", "never" below 0.
 QString ageText(qint64 ms);
+
+/// The text that puts lines on a terminal in place of those that were there: cut to the window's
+/// width, and to its height less one for the cursor. 0: no limit.
+QString inPlace(const QStringList &lines, int columns, int rows);
 
 /// The lines of the table and of the figures below it.
 QStringList tableLines(const std::vector<TagView> &views, const SessionSummary &soFar);
