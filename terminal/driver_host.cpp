@@ -2,6 +2,21 @@
 
 #include <QFileInfo>
 
+namespace
+{
+
+/// Empty, or why a driver is of no use here.
+QString whatIsMissing(DriverInterface *driver)
+{
+    if (driver->name().isEmpty())
+        return "the driver has no name";
+    if (!driver->isSupportSessionCommand())
+        return "the driver does not poll announced tags";
+    return QString();
+}
+
+} // namespace
+
 DriverInterface *DriverHost::fromPluginRoot(const QString &file, QString *error)
 {
     m_loader.setFileName(file);
@@ -35,10 +50,10 @@ bool DriverHost::load(const QString &file, Road road, QString *error)
     if (QFileInfo(file).isFile()) {
         m_driver.reset(road == Road::PluginRoot ? fromPluginRoot(file, &reason)
                                                 : fromCreateDriver(file, &reason));
-        if (m_driver && !m_driver->isSupportSessionCommand()) {
-            reason = "the driver does not poll announced tags";
+        if (m_driver)
+            reason = whatIsMissing(m_driver.get());
+        if (!reason.isEmpty())
             m_driver.reset();
-        }
     }
     if (!m_driver)
         *error = QString("cannot use plug-in %1: %2").arg(file, reason);

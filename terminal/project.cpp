@@ -94,6 +94,13 @@ bool writeFile(const QString &file, const Project &project, int hmiPort, int def
     return good;
 }
 
+/// An address text without the prefix of a station; other prefixes stay.
+QString withoutPrefix(const QString &address, int station)
+{
+    const QString prefix = QString("%1-").arg(station);
+    return address.startsWith(prefix) ? address.mid(prefix.size()) : address;
+}
+
 /// A mistake in a row, thrown like the reader's own.
 std::runtime_error mistakeInLine(unsigned line, const QString &mistake)
 {
@@ -128,10 +135,15 @@ QList<Tag> readTags(const QString &file)
 
 } // namespace
 
-const Tag *Project::find(const QString &nameOrAddress) const
+const Tag *Project::find(const QString &nameOrAddress, int defaultStation) const
 {
     for (const Tag &tag : tags) {
-        if (tag.name == nameOrAddress || tag.text.compare(nameOrAddress, Qt::CaseInsensitive) == 0)
+        if (tag.name == nameOrAddress)
+            return &tag;
+    }
+    const QString wanted = withoutPrefix(nameOrAddress, defaultStation);
+    for (const Tag &tag : tags) {
+        if (withoutPrefix(tag.text, defaultStation).compare(wanted, Qt::CaseInsensitive) == 0)
             return &tag;
     }
     return nullptr;

@@ -12,8 +12,9 @@
 struct Project {
     QList<Tag> tags;
 
-    /// The tag of that name, or of that address text; null when there is none.
-    const Tag *find(const QString &nameOrAddress) const;
+    /// The tag of that name, or of that address text, with or without the prefix of the default
+    /// station; null when there is none. Letters of addresses may be of either case.
+    const Tag *find(const QString &nameOrAddress, int defaultStation) const;
 };
 
 /// Reads a tag list: CSV with a header line that names the columns name, address, type and length.

@@ -13,6 +13,8 @@
 namespace
 {
 
+const char DirectoryPrefix[] = "dmc50-terminal.";
+
 // Where the program came from, told to itself in its new place. With its process number, since
 // the children of this program inherit it as well.
 const char HomeVariable[] = "DMC50_TERMINAL_HOME";
@@ -20,6 +22,12 @@ const char HomeVariable[] = "DMC50_TERMINAL_HOME";
 QByteArray ownNumber()
 {
     return QByteArray::number(static_cast<qint64>(getpid())) + ":";
+}
+
+/// Whatever the environment says: no other directory is removed.
+bool isOwnDirectory(const QDir &directory)
+{
+    return directory.dirName().startsWith(DirectoryPrefix);
 }
 
 bool place(const QByteArray &program, const QByteArray &target)
@@ -33,7 +41,7 @@ bool place(const QByteArray &program, const QByteArray &target)
 RunDirectory::RunDirectory()
 {
     const QByteArray told = qgetenv(HomeVariable);
-    if (told.startsWith(ownNumber()))
+    if (told.startsWith(ownNumber()) && isOwnDirectory(QCoreApplication::applicationDirPath()))
         m_home = QFile::decodeName(told.mid(ownNumber().size()));
     qunsetenv(HomeVariable);
 }
@@ -47,7 +55,7 @@ RunDirectory::~RunDirectory()
 QString RunDirectory::enter(char **argv) const
 {
     const QByteArray program = QFile::encodeName(QCoreApplication::applicationFilePath());
-    QByteArray directory = QFile::encodeName(QDir::tempPath()) + "/dmc50-terminal.XXXXXX";
+    QByteArray directory = QFile::encodeName(QDir::tempPath()) + "/" + DirectoryPrefix + "XXXXXX";
     if (mkdtemp(directory.data()) == nullptr)
         return QString("cannot make a directory to run in: %1").arg(std::strerror(errno));
     const QByteArray target = directory + "/dmc50-terminal";
@@ -56,8 +64,8 @@ QString RunDirectory::enter(char **argv) const
                 ownNumber() + QFile::encodeName(QCoreApplication::applicationDirPath()));
         execv(target.constData(), argv);
     }
-    const QString reason =
-        QString("cannot run in %1: %2").arg(QFile::decodeName(directory), std::strerror(errno));
+    const QString reason = QString("cannot run in %1: %2; TMPDIR names another place")
+                               .arg(QFile::decodeName(directory), std::strerror(errno));
     QDir(QFile::decodeName(directory)).removeRecursively();
     return reason;
 }

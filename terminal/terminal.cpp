@@ -1,0 +1,270 @@
+#include "terminal/terminal.h"
+
+#include <chrono>
+#include <cstdio>
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QStringList>
+
+namespace
+{
+
+/// The first of some files that exists, or the last.
+QString firstExisting(const QStringList &files)
+{
+    for (const QString &file : files) {
+        if (QFileInfo(file).isFile())
+            return file;
+    }
+    return files.last();
+}
+
+} // namespace
+
+Terminal::Terminal(const TerminalOptions &options, const QString &home)
+    : m_options(options), m_home(home)
+{
+}
+
+void Terminal::setUp()
+{
+    loadDriver();
+    takeSettings();
+    setUpProject();
+    setUpLine();
+    writeDatabase();
+}
+
+ExitStatus Terminal::run(EndSignals *endSignals)
+{
+    const std::unique_ptr<Report> report = Report::create(m_options.format, stdout);
+    Session *current = nullptr;
+    Session session(m_host.driver(), sessionLine(), m_tags, m_writes, m_options.periodMs,
+                    [&](const std::vector<TagView> &views) {
+                        report->round(views, summaryOf(*current));
+                        if (std::ferror(stdout) != 0)
+                            current->stop();
+                    });
+    current = &session;
+    std::atomic<bool> ended(false);
+    bool started = false;
+    std::thread communication([&] {
+        started = session.run();
+        ended = true;
+    });
+    waitForEnd(endSignals, ended);
+    // Before the line is taken down: what fails from now on is no failure of the line.
+    SessionSummary summary = summaryOf(session);
+    end(&session, &communication);
+    if (!started)
+        throw Failure{NotAvailable, "the driver cannot start: " + session.lastError()};
+    summary.reads = session.reads();
+    summary.writes = session.writesDone();
+    report->end(summary);
+    return statusOf(summary, session);
+}
+
+// ---- Set-up
+// --------------------------------------------------------------------------------------
+
+void Terminal::loadDriver()
+{
+    const QString file =
+        m_options.plugin.isEmpty()
+            ? firstExisting({m_home + "/../" + DMC50_PLUGIN_DIRECTORY + "/libdmc50v3.so",
+                             m_home + "/../plugins/libdmc50v3.so"})
+            : QFileInfo(m_options.plugin).absoluteFilePath();
+    const DriverHost::Road road =
+        m_options.createDriver ? DriverHost::Road::CreateDriver : DriverHost::Road::PluginRoot;
+    QString error;
+    if (!m_host.load(file, road, &error))
+        throw Failure{NotAvailable, error};
+}
+
+/// The driver's settings, with what the user wants otherwise.
+void Terminal::takeSettings()
+{
+    m_wiring.reset(m_host.driver()->getDefaultSerialDeviceSetting());
+    m_timing.reset(m_host.driver()->getDefaultDriverSetting());
+    if (m_options.baud > 0)
+        m_wiring->baudrate = m_options.baud;
+    if (m_options.timeoutMs != TerminalOptions::DriversDefault)
+        m_timing->timeout = m_options.timeoutMs;
+    if (m_options.retries != TerminalOptions::DriversDefault)
+        m_timing->retry = m_options.retries;
+    if (m_options.delayMs != TerminalOptions::DriversDefault)
+        m_timing->delay = m_options.delayMs;
+}
+
+void Terminal::setUpProject()
+{
+    const QString file =
+        m_options.project.isEmpty()
+            ? firstExisting({m_home + "/../" + DMC50_DATA_DIRECTORY + "/project.csv",
+                             m_home + "/sample/project.csv"})
+            : m_options.project;
+    QString error;
+    if (!loadProject(file, &m_project, &error))
+        throw Failure{NotAvailable, error};
+    chooseTags();
+    chooseWrites();
+}
+
+const Tag &Terminal::readableTag(const QString &name, const char *option) const
+{
+    const Tag *const tag = m_project.find(name, m_timing->stationid);
+    if (tag == nullptr || tag->isDriverTag)
+        throw Failure{WrongUsage, QString("%1: the project has no tag \"%2\"").arg(option, name)};
+    return *tag;
+}
+
+void Terminal::chooseTags()
+{
+    for (const QString &name : m_options.tags)
+        m_tags << readableTag(name, "--tags");
+    if (!m_tags.isEmpty())
+        return;
+    for (const Tag &tag : qAsConst(m_project.tags)) {
+        if (!tag.isDriverTag)
+            m_tags << tag;
+    }
+}
+
+void Terminal::chooseWrites()
+{
+    for (const QPair<QString, QString> &write : m_options.writes) {
+        TagWrite tagWrite;
+        tagWrite.tag = readableTag(write.first, "--write");
+        QString error;
+        if (!tagData(tagWrite.tag, write.second, &tagWrite.data, &error))
+            throw Failure{WrongUsage, "--write: " + error};
+        m_writes << tagWrite;
+        readWhatIsWritten(tagWrite.tag);
+    }
+}
+
+/// A tag is written once it was read, and the user wants to see what comes of it.
+void Terminal::readWhatIsWritten(const Tag &tag)
+{
+    for (const Tag &read : qAsConst(m_tags)) {
+        if (read.name == tag.name)
+            return;
+    }
+    m_tags << tag;
+}
+
+void Terminal::setUpLine()
+{
+    const QString port = m_options.port.isEmpty() ? startSimulator() : m_options.port;
+    m_serial.reset(new SerialLink(port, *m_wiring, *m_timing));
+    QString error;
+    if (!m_serial->open(&error))
+        throw Failure{NotAvailable, error};
+    m_monitor.reset(new LineMonitor(m_serial.get()));
+    m_link.reset(new SessionLink(m_monitor.get()));
+    openTrace();
+}
+
+QString Terminal::startSimulator()
+{
+    SimulatorOptions options;
+    options.stations = m_options.stations;
+    options.faults = m_options.faults;
+    options.baud = m_options.baud == 0 ? 0 : m_wiring->baudrate;
+    m_simulator.reset(new Simulator(options));
+    std::string error;
+    if (!m_simulator->start(&error))
+        throw Failure{NotAvailable, QString::fromStdString(error)};
+    return QString::fromStdString(m_simulator->portName());
+}
+
+void Terminal::openTrace()
+{
+    if (m_options.trace.isEmpty())
+        return;
+    m_trace.open(QFile::encodeName(m_options.trace).constData(), std::ios::app);
+    if (!m_trace)
+        throw Failure{NotAvailable, "cannot write trace " + m_options.trace};
+    m_monitor->setTrace(&m_trace);
+}
+
+/// The driver looks for it beside the running program.
+void Terminal::writeDatabase()
+{
+    const QString file = QCoreApplication::applicationDirPath() + "/compile/database/database";
+    QString error;
+    if (!writeProjectDatabase(file, m_project, m_wiring->string, m_timing->stationid, &error))
+        throw Failure{NotAvailable, error};
+}
+
+// ---- Running
+// -------------------------------------------------------------------------------------
+
+SessionLine Terminal::sessionLine()
+{
+    SessionLine line;
+    line.link = m_link.get();
+    line.defaultStation = m_timing->stationid;
+    line.selectStation = [this](int station) { m_serial->setStationId(station); };
+    line.ageOf = [this](int station, quint32 address) {
+        return m_monitor->msSinceLastGoodRead(station, address);
+    };
+    line.stationFails = [this](int station) { return isFailing(station); };
+    return line;
+}
+
+bool Terminal::isFailing(int station) const
+{
+    for (const StationReport &report : m_monitor->report().stations) {
+        if (report.station == station)
+            return report.failingForMs >= 0;
+    }
+    return false;
+}
+
+SessionSummary Terminal::summaryOf(const Session &session) const
+{
+    SessionSummary summary;
+    summary.tags = m_tags.size();
+    summary.reads = session.reads();
+    summary.writes = session.writesDone();
+    summary.line = m_monitor->report();
+    summary.cycleMs = m_link->cycleMs();
+    summary.lastError = session.lastError();
+    return summary;
+}
+
+void Terminal::waitForEnd(EndSignals *endSignals, const std::atomic<bool> &ended) const
+{
+    const auto begin = std::chrono::steady_clock::now();
+    const auto limit = std::chrono::seconds(m_options.durationS);
+    while (!ended && !endSignals->arrived()) {
+        if (m_options.durationS > 0 && std::chrono::steady_clock::now() - begin >= limit)
+            return;
+    }
+}
+
+/// Ends whatever waits: the session, the line, the driver with its thread, in this order.
+void Terminal::end(Session *session, std::thread *communication)
+{
+    session->stop();
+    m_link->closeCalls();
+    m_serial->interrupt();
+    m_host.destroyDriver();
+    communication->join();
+    m_serial->close();
+}
+
+ExitStatus Terminal::statusOf(const SessionSummary &summary, const Session &session) const
+{
+    const quint64 notWritten = session.writesRefused() + static_cast<quint64>(session.writesLeft());
+    if (notWritten > 0)
+        fprintf(stderr, "dmc50-terminal: %llu writes were not taken over\n",
+                static_cast<unsigned long long>(notWritten));
+    if (std::ferror(stdout) != 0)
+        fprintf(stderr, "dmc50-terminal: standard output cannot be written\n");
+    const bool allGood = notWritten == 0 && std::ferror(stdout) == 0 && summary.line.failed == 0;
+    return allGood ? AllGood : SomethingFailed;
+}
