@@ -40,7 +40,10 @@ DriverInterface *DriverHost::fromCreateDriver(const QString &file, QString *erro
         *error = m_library.errorString();
         return nullptr;
     }
-    return create();
+    DriverInterface *const driver = create();
+    if (driver == nullptr)
+        *error = "CreateDriver gave no driver";
+    return driver;
 }
 
 bool DriverHost::load(const QString &file, Road road, QString *error)
