@@ -53,6 +53,12 @@ __attribute__((format(printf, 1, 2))) QString formatted(const char *format, ...)
     return QString::fromLatin1(text);
 }
 
+bool isHexadecimal(const char *digits, int count)
+{
+    return std::all_of(digits, digits + count,
+                       [](char digit) { return isxdigit(static_cast<uchar>(digit)) != 0; });
+}
+
 void storeDWord(QByteArray &data, uchar index, ulong value)
 {
     qToLittleEndian(static_cast<quint32>(value),
@@ -87,8 +93,7 @@ void PollingThread::stop()
     m_stop = true;
 }
 
-// ---- Flags
-// ---------------------------------------------------------------------------------------
+// ---- Flags -------------------------------------------------------------------------------------
 
 void PollingThread::setFlag(uchar bits)
 {
@@ -108,8 +113,7 @@ uchar PollingThread::getFlag()
     return m_flags;
 }
 
-// ---- Session
-// -------------------------------------------------------------------------------------
+// ---- Session -----------------------------------------------------------------------------------
 
 void PollingThread::setSessionCommand(const QList<CommunicatorCommand> &commands)
 {
@@ -213,8 +217,7 @@ void PollingThread::endSession()
     }
 }
 
-// ---- Reading
-// -------------------------------------------------------------------------------------
+// ---- Reading -----------------------------------------------------------------------------------
 
 qint64 PollingThread::requestDeadline() const
 {
@@ -307,7 +310,8 @@ void PollingThread::abandonReads(uchar station_id, const AddressVector &addresse
 }
 
 /// Drops what arrived for readers that gave up, up to a run of the on-demand reads. What a later
-/// run read was asked for anew.
+/// run read was asked for anew. The addresses stay marked: what the reader that gave up has queued
+/// may be served beside the new request, and its value would be left over.
 void PollingThread::forgetAbandonedReads(uchar station_id, const AddressVector &addresses,
                                          quint32 last_run)
 {
@@ -451,8 +455,7 @@ void PollingThread::readChunkOnce(uchar station_id, ulong *addresses, int count)
     }
 }
 
-// ---- Writing
-// -------------------------------------------------------------------------------------
+// ---- Writing -----------------------------------------------------------------------------------
 
 bool PollingThread::writeDWord(uchar station_id, const AddrArg &arg)
 {
@@ -529,12 +532,19 @@ bool PollingThread::sendWrites(uchar station_id, AddrArgVector &args)
     return false;
 }
 
-// ---- One request on the line
-// ---------------------------------------------------------------------
+// ---- One request on the line -------------------------------------------------------------------
+
+/// False: the thread shall stop, and no further request is to be begun.
+bool PollingThread::pauseBeforeRequest()
+{
+    m_clock->sleep(m_interval);
+    return !m_stop;
+}
 
 bool PollingThread::requestRead(uchar station_id, ulong *addresses, int count)
 {
-    m_clock->sleep(m_interval);
+    if (!pauseBeforeRequest())
+        return false;
     exchange(CPLPackRNCmd(m_tx_buf.data(), static_cast<int>(m_tx_buf.size()), station_id,
                           ControllerItself, addresses, static_cast<uint>(count)));
     return checkReadRsp(station_id, addresses[0]);
@@ -542,7 +552,8 @@ bool PollingThread::requestRead(uchar station_id, ulong *addresses, int count)
 
 bool PollingThread::requestWrite(uchar station_id, AddrArgVector &args)
 {
-    m_clock->sleep(m_interval);
+    if (!pauseBeforeRequest())
+        return false;
     exchange(CPLPackWNCmd(m_tx_buf.data(), static_cast<int>(m_tx_buf.size()), station_id,
                           ControllerItself, args.data(), static_cast<int>(args.size())));
     return checkWriteRsp(station_id, args.front().address);
@@ -578,8 +589,7 @@ int PollingThread::readRspUntilLF()
     return m_rsp_len - length_before;
 }
 
-// ---- Replies
-// -------------------------------------------------------------------------------------
+// ---- Replies -----------------------------------------------------------------------------------
 
 uchar PollingThread::getStationIdFromRsp() const
 {
@@ -590,9 +600,10 @@ uchar PollingThread::getStationIdFromRsp() const
 // letters here. Read as a number they would be 0, success.
 uchar PollingThread::getEndCodeFromRsp() const
 {
-    if (!fieldInRsp(Cpl::EndCodePosition, Cpl::ByteDigits))
-        return Cpl::NoEndCode;
-    return static_cast<uchar>(HexToUInt(&m_rsp_buf[Cpl::EndCodePosition], Cpl::ByteDigits));
+    const char *const digits = &m_rsp_buf[Cpl::EndCodePosition];
+    return isHexadecimal(digits, Cpl::ByteDigits)
+               ? static_cast<uchar>(HexToUInt(digits, Cpl::ByteDigits))
+               : static_cast<uchar>(Cpl::NoEndCode);
 }
 
 /// What is wrong with the reply, or an empty text.
@@ -633,23 +644,16 @@ bool PollingThread::checkWriteRsp(uchar station_id, ulong address)
     return false;
 }
 
-/// Whether all digits of a field came and are hexadecimal.
-bool PollingThread::fieldInRsp(int position, int digits) const
-{
-    if (position + digits > m_rsp_len - Cpl::ReplyTail)
-        return false;
-    const std::vector<char>::const_iterator first = m_rsp_buf.begin() + position;
-    return std::all_of(first, first + digits,
-                       [](char digit) { return isxdigit(static_cast<uchar>(digit)) != 0; });
-}
-
 /// The double word whose eight digits begin at a position of the reply; false when they are not
 /// all there. The checksum cannot tell: a reply may be whole and yet shorter than what was asked.
 bool PollingThread::getDWordFromRsp(int position, ulong &value) const
 {
-    if (!fieldInRsp(position, Cpl::DWordDigits))
+    if (position + Cpl::DWordDigits > m_rsp_len - Cpl::ReplyTail)
         return false;
-    value = HexToUInt(&m_rsp_buf[size_t(position)], Cpl::DWordDigits);
+    const char *const digits = &m_rsp_buf[size_t(position)];
+    if (!isHexadecimal(digits, Cpl::DWordDigits))
+        return false;
+    value = HexToUInt(digits, Cpl::DWordDigits);
     return true;
 }
 
@@ -681,8 +685,7 @@ void PollingThread::readRspToReadOnceDataMap(uchar station_id, ulong *addresses,
         noteRunOfAbandonedRead(station_id, addresses[i]);
 }
 
-// ---- Errors of the line
-// --------------------------------------------------------------------------
+// ---- Errors of the line ------------------------------------------------------------------------
 
 void PollingThread::setCommError(const QString &message)
 {
@@ -709,8 +712,7 @@ void PollingThread::clearError()
     m_error = false;
 }
 
-// ---- Low latency
-// ---------------------------------------------------------------------------------
+// ---- Low latency -------------------------------------------------------------------------------
 
 void PollingThread::setLowLatency(const std::set<uchar> &stations)
 {
@@ -797,8 +799,7 @@ void PollingThread::renewLowLatency()
         startLowLatency();
 }
 
-// ---- The loop
-// ------------------------------------------------------------------------------------
+// ---- The loop ----------------------------------------------------------------------------------
 
 void PollingThread::run()
 {

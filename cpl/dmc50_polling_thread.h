@@ -79,7 +79,8 @@ public:
     void clearSessionAddrMap();
 
     /// Takes apart an address text with or without station prefix. Without one, the station is the
-    /// default station. A text of no known form ends the program; the result is always true.
+    /// default station. A text of no known form ends the program; the result is always true. Only
+    /// for the thread that sets the session.
     bool parseAddrStr(const QString &address, ulong &wordAddress, uchar &station);
 
     // ---- Reading; the runtime's threads --------------------------------------------------------
@@ -89,9 +90,11 @@ public:
     /// \param addresses     what to read
     /// \param data_indexes  parallel to `addresses`: the number of the 32-bit word in `data` where
     ///                      the value goes, least significant byte first
-    /// \param data          long enough for every index; words of missing addresses stay as they
-    /// are \param miss_addresses, miss_data_indexes  get what the cache does not hold, appended
-    /// \return false: the error outlasted the wait, or the thread is stopping
+    /// \param data          long enough for every index; what is missing stays as it is
+    /// \param miss_addresses, miss_data_indexes
+    ///                      what the cache does not hold is appended; the whole request replaces
+    ///                      them when nothing of the station is cached
+    /// \return false: the error outlasted the wait, or the thread was stopped during it
     bool readDataCacheMap(uchar station_id, const AddressVector &addresses,
                           const UCharVector &data_indexes, QByteArray &data,
                           AddressVector &miss_addresses, UCharVector &miss_data_indexes);
@@ -141,9 +144,6 @@ public:
     void setLowLatency(const std::set<uchar> &stations);
     int numOfLowLatencyStation();
 
-    /// Queues the first of the mode's writes for every low-latency station.
-    void kickLowLatencyWatchDog();
-
     // ---- The line's own; the polling thread only -----------------------------------------------
 
     void run() override;
@@ -182,6 +182,8 @@ public:
     void initLowLatencyAddrArgs();
     /// Queues the mode's writes for every low-latency station.
     void initLowLatencyStations();
+    /// Queues the first of these writes for every low-latency station.
+    void kickLowLatencyWatchDog();
     /// Asks every low-latency station, once, whether it is in the mode.
     bool checkLowLatency();
 
@@ -209,11 +211,11 @@ private:
     bool sendWrites(uchar station_id, AddrArgVector &args);
     bool requestRead(uchar station_id, ulong *addresses, int count);
     bool requestWrite(uchar station_id, AddrArgVector &args);
+    bool pauseBeforeRequest();
     void exchange(int request_size);
 
     // Replies.
     QString replyFault(uchar station_id, const char *short_reply) const;
-    bool fieldInRsp(int position, int digits) const;
     bool getDWordFromRsp(int position, ulong &value) const;
     void storeRsp(ValueMap &values, const ulong *addresses, int num_of_addresses) const;
 

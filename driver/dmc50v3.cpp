@@ -81,7 +81,7 @@ public:
         QString name;
         do {
             name = QString::number(drawRandomNumber());
-        } while (!m_claimed.insert(name).second);
+        } while (QSqlDatabase::contains(name) || !m_claimed.insert(name).second);
         return name;
     }
 
@@ -151,8 +151,7 @@ DriverDMC50v3::~DriverDMC50v3()
     endConnection(m_connection_name);
 }
 
-// ---- Identity
-// ------------------------------------------------------------------------------------
+// ---- Identity ----------------------------------------------------------------------------------
 
 int DriverDMC50v3::totalSize()
 {
@@ -226,8 +225,7 @@ QObject *DriverDMC50v3::getThisObject()
     return this;
 }
 
-// ---- Session
-// -------------------------------------------------------------------------------------
+// ---- Session -----------------------------------------------------------------------------------
 
 bool DriverDMC50v3::isSupportSessionCommand()
 {
@@ -250,8 +248,7 @@ void DriverDMC50v3::clearSessionCommand()
         m_thread->clearSessionCommand();
 }
 
-// ---- Errors
-// --------------------------------------------------------------------------------------
+// ---- Errors ------------------------------------------------------------------------------------
 
 bool DriverDMC50v3::hasError()
 {
@@ -280,8 +277,7 @@ void DriverDMC50v3::addStrToFrontOfErrorDescription(const QString &text)
         m_last_error.prepend(text);
 }
 
-// ---- The polling thread
-// --------------------------------------------------------------------------
+// ---- The polling thread ------------------------------------------------------------------------
 
 void DriverDMC50v3::createThread(AbstractDeviceInterface *link)
 {
@@ -318,8 +314,7 @@ bool DriverDMC50v3::prepare(AbstractDeviceInterface *link)
     return true;
 }
 
-// ---- The project's database
-// ----------------------------------------------------------------------
+// ---- The project's database --------------------------------------------------------------------
 
 bool DriverDMC50v3::createDBConnection()
 {
@@ -460,8 +455,7 @@ void DriverDMC50v3::addLowLatencyStation(const QString &address, uchar defaultSt
     m_low_latency_stations.insert(StationNumber(address.left(id_str_len)));
 }
 
-// ---- Address texts
-// -------------------------------------------------------------------------------
+// ---- Address texts -----------------------------------------------------------------------------
 
 ulong DriverDMC50v3::parseAddrStr(const QString &address)
 {
@@ -487,8 +481,7 @@ bool DriverDMC50v3::parseBitAddr(const QString &address, ulong &wordAddress, uin
     return true;
 }
 
-// ---- Reading
-// -------------------------------------------------------------------------------------
+// ---- Reading -----------------------------------------------------------------------------------
 
 QByteArray DriverDMC50v3::read(AbstractDeviceInterface *link, const CommunicatorCommand &cmd)
 {
@@ -582,8 +575,7 @@ QByteArray DriverDMC50v3::readBits(uchar station, const QString &bitAddress, uin
     return bits;
 }
 
-// ---- Writing
-// -------------------------------------------------------------------------------------
+// ---- Writing -----------------------------------------------------------------------------------
 
 int DriverDMC50v3::write(AbstractDeviceInterface *link, const CommunicatorCommand &cmd,
                          const QByteArray &data)
@@ -597,7 +589,7 @@ int DriverDMC50v3::write(AbstractDeviceInterface *link, const CommunicatorComman
     int result = 1;
     for (int attempt = 0;; ++attempt) {
         clearError();
-        if (DriverDMC50v3::hasError())
+        if (DriverDMC50v3::hasError()) // not virtually: the destructor may be waiting for us
             return result;
         if (!isDataType(cmd) && !isBitType(cmd))
             return 0;
@@ -624,6 +616,7 @@ bool DriverDMC50v3::writeDWords(uchar station, ulong address, const QByteArray &
     // clang-format on
     const AddressVectorMap::const_iterator it = m_valid_addresses_map.find(station);
     assert(it != m_valid_addresses_map.end());
+    assert(m_thread.get());
 
     std::vector<AddrArg> pairs;
     for (int i = 0; i < dwords.size() / BytesPerDWord; ++i) {
@@ -654,8 +647,7 @@ int DriverDMC50v3::writeBits(uchar station, const QString &bitAddress, const QBy
     return writeDWords(station, word_address, dwords) ? 1 : 0;
 }
 
-// ---- The plug-in's entries
-// -----------------------------------------------------------------------
+// ---- The plug-in's entries ---------------------------------------------------------------------
 
 DriverInterface *CreateDriver()
 {

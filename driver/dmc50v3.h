@@ -28,8 +28,9 @@ class PollingThread;
 /// the program through an assertion.
 ///
 /// Threads: one thread makes all calls, with one exception: the driver may be destroyed by another
-/// thread while a `read` or a `write` is in progress. That call then ends as a failure, the
-/// destructor waits for it, and there must be no further call.
+/// thread while a `read` or a `write` is in progress, if that thread knows the call to have begun
+/// (it has when the call asks its link something). The call then ends as a failure, the destructor
+/// waits for it, and there must be no further call.
 class DriverDMC50v3 : public QObject, public DriverInterface
 {
     Q_OBJECT
@@ -41,8 +42,8 @@ class DriverDMC50v3 : public QObject, public DriverInterface
 public:
     DriverDMC50v3();
 
-    /// Ends the polling thread and waits for it: at most until the request on the line was answered
-    /// or timed out.
+    /// Ends the polling thread and waits for it: until the request on the line was answered or
+    /// timed out, or the pause before a request is over.
     ~DriverDMC50v3() override;
 
     // ---- The runtime's calls -------------------------------------------------------------------
@@ -80,7 +81,8 @@ public:
     // ---- Reading and writing behind the tags ---------------------------------------------------
 
     /// Reads consecutive double words. Addresses that the project does not define read 0.
-    /// \param count  0 to 255, of which at least one must be defined
+    /// \param count  1 to 255, of which at least one must be defined; of a greater count the low 8
+    ///               bits say how many are read
     /// \return 4 bytes a double word, least significant first; empty on failure
     QByteArray readDWords(uchar station, ulong address, int count);
 

@@ -12,22 +12,25 @@ int bytesForBits(int bits)
     return bits / 8 + (bits % 8 > 0 ? 1 : 0);
 }
 
-/// Sizes of the types on which the answer's size and the written size agree; -1 for the others.
+/// Bytes of an item of the types whose size as an answer and as written data is the same.
+quint32 bytesOfItem(int dataType)
+{
+    switch (dataType) {
+    case CommunicatorCommand::WordType:
+        return 2;
+    case CommunicatorCommand::DoubleWordType:
+        return 4;
+    case CommunicatorCommand::QuadWordType:
+        return 8;
+    default:
+        return 1;
+    }
+}
+
+/// Absurd lengths wrap; unsigned, because a signed product must not.
 int plainDataSize(const CommunicatorCommand &command)
 {
-    switch (command.dataType) {
-    case CommunicatorCommand::ByteType:
-    case CommunicatorCommand::BlockType:
-        return command.length;
-    case CommunicatorCommand::WordType:
-        return 2 * command.length;
-    case CommunicatorCommand::DoubleWordType:
-        return 4 * command.length;
-    case CommunicatorCommand::QuadWordType:
-        return 8 * command.length;
-    default:
-        return -1;
-    }
+    return static_cast<int>(bytesOfItem(command.dataType) * static_cast<quint32>(command.length));
 }
 
 /// The port that a text of decimal digits names; 0 for every other text.

@@ -67,7 +67,7 @@ class DeviceSetting
 {
 public:
     /// Kinds of link. The runtime knows more of them; this driver names the one it uses.
-    enum device_type { Rs485 = 64 };
+    enum device_type : int { Rs485 = 64 };
 
     /// Codes of `stopbits` and `parity` that this driver names; the others are the runtime's.
     enum StopBitsCode { OneStopBit = 0 };

@@ -19,7 +19,7 @@ class AbstractDeviceInterface;
 /// the driver are built apart and meet in the virtual table.
 ///
 /// Threads: the runtime calls all operations of one driver from one thread, its communication
-/// thread. `read` may block (see there); every other operation returns at once.
+/// thread. `read` and `write` may block (see there); every other operation returns at once.
 ///
 /// Nothing is thrown. A failure is a return value and, through `hasError` and `getLastError`, a
 /// text for the engineer.
@@ -31,7 +31,8 @@ public:
     /// A driver-wide capacity figure in bytes that the runtime reads once.
     virtual int totalSize() = 0;
 
-    /// Writes a tag. Returns without waiting for the line.
+    /// Writes a tag. Does not wait for the line, except for bits: the words around them are read
+    /// first, which takes as long as a `read`.
     /// \param data  the tag's bytes, least significant byte first; cut or padded with zero bytes to
     ///              the size that the command's type and length give
     /// \return 1 when the write was taken over, 0 when it failed
@@ -41,7 +42,9 @@ public:
     /// Reads a tag. A value that is polled comes from the driver's cache at once; another one is
     /// read over the line, which takes at most time-out x (retries + 1) milliseconds for the cache
     /// and as much again for the line.
-    /// \return `command.getDataSize()` bytes, least significant byte first; empty on failure
+    /// The first `read` or `write` also reads the project.
+    /// \return `command.getDataSize()` bytes (of a block of bits: length / 8, rounded up), least
+    ///         significant byte first; empty on failure
     virtual QByteArray read(AbstractDeviceInterface *link, const CommunicatorCommand &command) = 0;
 
     /// Called once before the first `read` or `write`. False: the driver cannot be used.

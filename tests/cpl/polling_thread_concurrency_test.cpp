@@ -16,14 +16,26 @@ namespace
 class StillClock : public Clock
 {
 public:
-    StillClock() : m_now(1000000) {}
+    StillClock() : m_now(1000000), m_sleeps(0) {}
 
     qint64 msecsSinceBoot() override { return m_now; }
-    void sleep(ulong) override { std::this_thread::sleep_for(std::chrono::microseconds(100)); }
+    void sleep(ulong) override
+    {
+        ++m_sleeps;
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+
     void advance(qint64 ms) { m_now += ms; }
+    void awaitNextSleep()
+    {
+        const int before = m_sleeps;
+        while (m_sleeps == before)
+            std::this_thread::yield();
+    }
 
 private:
     std::atomic<qint64> m_now;
+    std::atomic<int> m_sleeps;
 };
 
 class PollingThreadConcurrency : public ::testing::Test
@@ -110,9 +122,10 @@ protected:
     /// Writes go before everything else: a writer without pauses has the line for itself.
     static void pauseOfAWriter() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
 
-    void awaitAllWritten()
+    /// The queue is empty before its last frame is on the line.
+    void awaitWritten(unsigned station, size_t pairs)
     {
-        while (!polling().addrArgQueueMapIsEmpty())
+        while (written(station).size() < pairs)
             std::this_thread::yield();
     }
 
@@ -135,6 +148,7 @@ TEST_F(PollingThreadConcurrency, WritesOfManyThreadsAllGoOutInTheirOrder)
     polling().setSessionCommand({command("NA0", 120)});
     polling().start();
     std::vector<std::thread> writers;
+    writers.reserve(4);
     for (uchar station = 1; station <= 4; ++station) {
         writers.emplace_back([this, station] {
             for (uint32_t i = 0; i < writes; i += 3) {
@@ -147,7 +161,8 @@ TEST_F(PollingThreadConcurrency, WritesOfManyThreadsAllGoOutInTheirOrder)
     }
     for (std::thread &writer : writers)
         writer.join();
-    awaitAllWritten();
+    for (unsigned station = 1; station <= 4; ++station)
+        awaitWritten(station, writes);
     polling().stop();
     polling().wait();
     for (unsigned station = 1; station <= 4; ++station) {
@@ -162,11 +177,13 @@ TEST_F(PollingThreadConcurrency, ReadersOnDemandEachGetTheirOwnValues)
 {
     polling().start();
     std::vector<std::thread> readers;
+    readers.reserve(4);
     for (int number = 0; number < 4; ++number) {
         readers.emplace_back([this, number] {
             for (int i = 0; i < 50; ++i) {
                 const uchar station = static_cast<uchar>(1 + (i + number) % 4);
-                expectReads(station, static_cast<ulong>(50 * number + i % 10), 1 + i % 40);
+                expectReads(station, 50 * static_cast<ulong>(number) + static_cast<ulong>(i) % 10,
+                            1 + i % 40);
             }
         });
     }
@@ -272,7 +289,7 @@ TEST_F(PollingThreadConcurrency, ReadOnTheLineWhenItsReaderGivesUpIsNotHandedToT
 {
     line.holdUp(1);
     link.answer = [this](const std::string &request) {
-        const std::string reply = frames::reply(frames::station(request), {value});
+        std::string reply = frames::reply(frames::station(request), {value});
         line.pass();
         return reply;
     };
@@ -300,6 +317,44 @@ TEST_F(PollingThreadConcurrency, ReadOnTheLineWhenItsReaderGivesUpIsNotHandedToT
     line.release();
     second.join();
     EXPECT_EQ(2u, wordAt(data, 0));
+}
+
+TEST_F(PollingThreadConcurrency, ReadThatIsServedTwiceLeavesNothingForTheNextReader)
+{
+    // A reader gives up while its request is still queued; the next one queues the same addresses.
+    link.answer = [this](const std::string &request) {
+        line.pass();
+        const uint32_t number = static_cast<uint32_t>(++requests);
+        return frames::reply(frames::station(request),
+                             std::vector<uint32_t>(frames::fields(request).size(), number));
+    };
+    AddressVector addresses;
+    UCharVector indexes;
+    for (uchar i = 0; i < 60; ++i) {
+        addresses.push_back(0x20u + i);
+        indexes.push_back(i);
+    }
+    const auto readOnce = [&](bool expected) {
+        QByteArray data(4 * 60, 0);
+        EXPECT_EQ(expected, polling().readOnceData(1, data, addresses, indexes));
+    };
+    std::thread first(readOnce, false);
+    clock.awaitNextSleep();
+    clock.advance(3000);
+    first.join();
+    std::thread second(readOnce, true);
+    clock.awaitNextSleep();
+    line.holdUp(3); // two frames have all the values that the reader waits for
+    polling().start();
+    line.awaitHeldUp();
+    second.join();
+    line.release();
+
+    AddressVector last(1, addresses.back());
+    UCharVector index(1, 0);
+    QByteArray data(4, 0);
+    EXPECT_TRUE(polling().readOnceData(1, data, last, index));
+    EXPECT_EQ(4u, wordAt(data, 0)); // not what the third frame has read
 }
 
 } // namespace
