@@ -763,9 +763,12 @@ TEST_F(ProjectOfDriver, FailsAsATableWhenItsRowsBreakOff)
     writeFile(ProjectDatabase::usualPath(), damaged);
     expectFailure(NoTable);
     EXPECT_THAT(table(), IsEmpty());
+    EXPECT_THAT(probe::lowLatencyStations(*driver), IsEmpty());
+    EXPECT_TRUE(probe::programDataAddresses(*driver).isEmpty());
     writeFile(ProjectDatabase::usualPath(), whole);
     EXPECT_TRUE(readDB());
     EXPECT_EQ(3000u, table()[1].size());
+    EXPECT_EQ(3000, probe::programDataAddresses(*driver).size());
 }
 
 /// What a power cut in the middle of a change leaves: a half-changed file and the journal that

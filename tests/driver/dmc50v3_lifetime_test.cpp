@@ -475,4 +475,16 @@ TEST(LifetimeDeathTest, MayEndWithTheProgram)
     EXPECT_EXIT(exitWithDrivers(), testing::ExitedWithCode(4), "");
 }
 
+// What drivers share has begun earlier then than what ends after them.
+TEST(LifetimeDeathTest, MayEndWithTheProgramAfterAnEarlierDriver)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            const std::unique_ptr<DriverInterface> earlier(CreateDriver());
+            exitWithDrivers();
+        },
+        testing::ExitedWithCode(4), "");
+}
+
 } // namespace
