@@ -1,6 +1,7 @@
 // Correct programs that ThreadSanitizer must pass without a word, one a way in which threads meet
 // through Qt. A report ends the program, so what fails here is the annotations.
 
+#include "tests/support/tsan/clean_test.h"
 #include "tests/support/tsan/qt_thread.h"
 
 #include <QByteArray>
@@ -8,7 +9,6 @@
 #include <QElapsedTimer>
 #include <QEvent>
 #include <QEventLoop>
-#include <QList>
 #include <QMetaObject>
 #include <QMutex>
 #include <QReadWriteLock>
@@ -29,14 +29,6 @@
 #include <utility>
 #include <vector>
 
-/// A type of ours as the argument of a queued signal.
-struct Reading {
-    int station = 0;
-    std::vector<int> values;
-    QStringList texts;
-};
-Q_DECLARE_METATYPE(Reading)
-
 namespace
 {
 
@@ -52,55 +44,6 @@ void runTwice(const std::function<void()> &body)
     one.wait();
     other.wait();
 }
-
-class Sender : public QObject
-{
-    Q_OBJECT
-
-signals:
-    void text(const QString &text);
-    void texts(const QStringList &texts);
-    void reading(const Reading &reading);
-    void last();
-};
-
-class Receiver : public QObject
-{
-    Q_OBJECT
-
-public:
-    explicit Receiver(int *deleted = nullptr) : m_deleted(deleted) {}
-    ~Receiver() override
-    {
-        if (m_deleted)
-            *m_deleted += 1 + m_characters;
-    }
-    int characters() const { return m_characters; }
-    int sum() const { return m_sum; }
-
-public slots:
-    void takeText(const QString &text)
-    {
-        for (const QChar character : text)
-            m_characters += character.isNull() ? 0 : 1;
-    }
-    void takeTexts(const QStringList &texts)
-    {
-        for (const QString &text : texts)
-            takeText(text);
-    }
-    void takeReading(const Reading &reading)
-    {
-        for (const int value : reading.values)
-            m_sum += value * reading.station;
-        takeTexts(reading.texts);
-    }
-
-private:
-    int *m_deleted;
-    int m_characters = 0;
-    int m_sum = 0;
-};
 
 class Parcel : public QEvent
 {
@@ -492,5 +435,3 @@ TEST_F(QtEvents, TellOfTheEndOfAThread)
     loop.exec();
     EXPECT_EQ(result, 42);
 }
-
-#include "clean_test.moc"

@@ -46,7 +46,7 @@ bool endIsReleased(QThread *thread)
 {
     if (thread == QThread::currentThread())
         return true;
-    const bool released = real_thread_wait_for(thread, 0);
+    const bool released = real_thread_wait_for(thread, 0UL);
     if (released)
         __tsan_acquire(thread);
     return released;
