@@ -53,17 +53,23 @@ bool Session::run()
     if (!start())
         return false;
     for (;;) {
-        for (TagView &view : m_views)
-            observe(&view);
-        sendWrites();
-        {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            if (m_stop)
+        for (TagView &view : m_views) {
+            if (stopRequested())
                 return true;
+            observe(&view);
         }
+        sendWrites();
+        if (stopRequested())
+            return true;
         m_round_done(m_views);
         rest();
     }
+}
+
+bool Session::stopRequested() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_stop;
 }
 
 void Session::stop()

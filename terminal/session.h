@@ -93,6 +93,7 @@ public:
     int writesLeft() const { return m_writes.size(); }
 
 private:
+    bool stopRequested() const;
     bool start();
     bool announce();
     void observe(TagView *view);

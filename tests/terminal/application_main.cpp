@@ -1,0 +1,13 @@
+// main() of tests whose subject asks the application for something, such as its arguments or the
+// plug-ins of the framework.
+
+#include <QCoreApplication>
+
+#include <gtest/gtest.h>
+
+int main(int argc, char **argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    const QCoreApplication application(argc, argv);
+    return RUN_ALL_TESTS();
+}
