@@ -5,6 +5,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFile>
 #include <QStringList>
 
 #include "simulator/simulator.h"
@@ -29,10 +30,17 @@ const char Examples[] =
     "endcode:code=HH, nolf, swap[:at=BYTE], babble[:ms=MS], powercycle; each also takes\n"
     ":station=N, :every=N and :count=N.";
 
+/// One line, whatever the arguments that it quotes contain.
 int fail(ExitStatus status, const QString &message)
 {
-    fprintf(stderr, "dmc50-sim: %s\n", qPrintable(message));
+    fprintf(stderr, "dmc50-sim: %s\n", qPrintable(message.simplified()));
     return status;
+}
+
+/// The bytes of a path as they were given, in any locale.
+std::string path(const QString &argument)
+{
+    return QFile::encodeName(argument).toStdString();
 }
 
 bool parseStations(const QString &text, std::vector<int> *stations)
@@ -86,10 +94,10 @@ QString readOptions(const QCommandLineParser &parser, SimulatorOptions *options)
             return "--fault " + text + ": " + QString::fromStdString(error);
         options->faults.push_back(fault);
     }
-    options->ptyLink = parser.value("pty").toStdString();
-    options->port = parser.value("port").toStdString();
-    options->imageFile = parser.value("image").toStdString();
-    options->traceFile = parser.value("trace").toStdString();
+    options->ptyLink = path(parser.value("pty"));
+    options->port = path(parser.value("port"));
+    options->imageFile = path(parser.value("image"));
+    options->traceFile = path(parser.value("trace"));
     return QString();
 }
 
@@ -133,7 +141,7 @@ int main(int argc, char **argv)
     Simulator simulator(options);
     std::string error;
     if (!simulator.start(&error))
-        return fail(Unavailable, QString::fromStdString(error));
+        return fail(Unavailable, QString::fromLocal8Bit(error.c_str()));
 
     printf("%s\n", options.port.empty() ? simulator.portName().c_str() : options.port.c_str());
     fflush(stdout);

@@ -60,8 +60,8 @@ struct Transmission {
     std::string bytes;
     TimePoint begin;
     size_t sent;
-    bool babble;         ///< `bytes` are repeated until `end`
-    TimePoint babbleEnd; ///< TimePoint::max(): until the faults are cleared
+    bool babble;   ///< `bytes` are repeated until `end`
+    TimePoint end; ///< TimePoint::max(): with the last byte, or when the faults are cleared
 };
 
 } // namespace
@@ -71,8 +71,8 @@ class Simulator::Engine
 {
 public:
     explicit Engine(const SimulatorOptions &options)
-        : m_options(options), m_line(options.stations, options.seed), m_master(-1), m_slave(-1),
-          m_stop(false), m_bytes_in(0), m_bytes_out(0)
+        : m_options(options), m_epoch(SteadyClock::now()), m_line(options.stations, options.seed),
+          m_master(-1), m_slave(-1), m_stop(false), m_bytes_in(0), m_bytes_out(0)
     {
         m_wake[0] = m_wake[1] = -1;
         for (const Fault &fault : options.faults)
@@ -81,32 +81,34 @@ public:
 
     bool start(std::string *error)
     {
+        if (m_thread.joinable()) {
+            *error = "the simulator runs already";
+            return false;
+        }
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        forgetLastRun();
         if (loadImage(error) && openTrace(error) && openPort(error) && makeLink(error)) {
-            m_epoch = m_receive_free = SteadyClock::now();
-            m_stop = false;
             m_thread = std::thread(&Engine::run, this);
             return true;
         }
-        closePort();
+        closeAll();
         return false;
     }
 
     void stop()
     {
         if (m_thread.joinable()) {
-            {
-                const std::lock_guard<std::mutex> lock(m_mutex);
+            locked([this] {
                 m_stop = true;
-            }
-            wake();
+                wake();
+            });
             m_thread.join();
         }
-        closePort();
+        locked([this] { closeAll(); });
     }
 
-    std::string portName() const { return m_link.empty() ? m_pty_name : m_link; }
-
-    /// Runs a change or a question under the lock, and lets the thread see the change.
+    /// Runs a change or a question under the lock, which all that follows up to the private part
+    /// needs.
     template <typename Action>
     auto locked(Action action) const -> decltype(action())
     {
@@ -114,15 +116,14 @@ public:
         return action();
     }
 
+    std::string portName() const { return m_link.empty() ? m_pty_name : m_link; }
+
     void clearFaults()
     {
-        {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_line.clearFaults();
-            m_outgoing.erase(std::remove_if(m_outgoing.begin(), m_outgoing.end(),
-                                            [](const Transmission &t) { return t.babble; }),
-                             m_outgoing.end());
-        }
+        m_line.clearFaults();
+        m_outgoing.erase(std::remove_if(m_outgoing.begin(), m_outgoing.end(),
+                                        [](const Transmission &t) { return t.babble; }),
+                         m_outgoing.end());
         wake();
     }
 
@@ -136,6 +137,16 @@ public:
 
 private:
     // ---- Setting up ----------------------------------------------------------------------------
+
+    void forgetLastRun()
+    {
+        m_stop = false;
+        m_bytes_in = m_bytes_out = 0;
+        m_requests.clear();
+        m_outgoing.clear();
+        m_splitter = CplLineSplitter();
+        m_receive_free = m_send_free = SteadyClock::now();
+    }
 
     bool loadImage(std::string *error)
     {
@@ -229,20 +240,29 @@ private:
     {
         if (m_options.ptyLink.empty() || m_pty_name.empty())
             return true;
-        struct stat status;
-        if (lstat(m_options.ptyLink.c_str(), &status) == 0 && !S_ISLNK(status.st_mode)) {
-            *error = m_options.ptyLink + " exists and is no symbolic link";
+        // No living simulator has the same pty: a link left under this name is of a dead one.
+        const std::string number = m_pty_name.substr(m_pty_name.rfind('/') + 1);
+        const std::string temporary = m_options.ptyLink + ".pty" + number;
+        if (!mayBeReplaced(m_options.ptyLink, error) || !mayBeReplaced(temporary, error))
             return false;
-        }
-        const std::string temporary = m_options.ptyLink + ".new";
         unlink(temporary.c_str());
         if (symlink(m_pty_name.c_str(), temporary.c_str()) != 0 ||
             rename(temporary.c_str(), m_options.ptyLink.c_str()) != 0) {
             *error = systemError("cannot make link " + m_options.ptyLink);
+            unlink(temporary.c_str());
             return false;
         }
         m_link = m_options.ptyLink;
         return true;
+    }
+
+    static bool mayBeReplaced(const std::string &link, std::string *error)
+    {
+        struct stat status;
+        if (lstat(link.c_str(), &status) != 0 || S_ISLNK(status.st_mode))
+            return true;
+        *error = link + " exists and is no symbolic link";
+        return false;
     }
 
     /// Removes the link unless another simulator has taken it over.
@@ -255,10 +275,12 @@ private:
         m_link.clear();
     }
 
-    void closePort()
+    void closeAll()
     {
         if (!m_link.empty())
             removeLink();
+        m_trace.close();
+        m_trace.clear();
         for (int *fd : {&m_master, &m_slave, &m_wake[0], &m_wake[1]}) {
             if (*fd >= 0)
                 close(*fd);
@@ -344,12 +366,16 @@ private:
             transmit(heard + std::chrono::milliseconds(answer.lateMs), answer.bytes);
     }
 
-    bool babbling() const { return !m_outgoing.empty() && m_outgoing.front().babble; }
+    bool babbling() const
+    {
+        return !m_outgoing.empty() && m_outgoing.front().babble &&
+               SteadyClock::now() < m_outgoing.front().end;
+    }
 
     /// Replies leave in the order of their times; one that has begun is finished first.
     void transmit(TimePoint begin, const std::string &bytes)
     {
-        const Transmission transmission = {bytes, begin, 0, false, TimePoint()};
+        const Transmission transmission = {bytes, begin, 0, false, TimePoint::max()};
         auto place = m_outgoing.end();
         while (place != m_outgoing.begin() && std::prev(place)->sent == 0 &&
                std::prev(place)->begin > begin)
@@ -362,7 +388,8 @@ private:
         const TimePoint end = ms < 0 ? TimePoint::max() : begin + std::chrono::milliseconds(ms);
         const Transmission transmission = {std::string(SliceBytes, Line::BabbleByte), begin, 0,
                                            true, end};
-        m_outgoing.push_front(transmission);
+        m_outgoing.clear(); // what was on its way is lost in it
+        m_outgoing.push_back(transmission);
     }
 
     /// Sends the slices whose last byte is due.
@@ -372,25 +399,40 @@ private:
         while (!m_outgoing.empty()) {
             Transmission &front = m_outgoing.front();
             const TimePoint now = SteadyClock::now();
-            if (front.babble && now >= front.babbleEnd) {
+            if (now >= front.end) {
                 m_outgoing.pop_front();
                 continue;
             }
-            const size_t left = front.babble ? SliceBytes : front.bytes.size() - front.sent;
-            const size_t slice = std::min(left, SliceBytes);
-            const int baud =
-                front.babble && m_options.baud == 0 ? UnpacedBabbleBaud : m_options.baud;
-            const TimePoint due =
-                front.begin + byteTime(baud) * static_cast<int>(front.sent + slice);
+            if (front.sent == 0)
+                front.begin = std::max(front.begin, m_send_free);
+            const size_t slice = nextSlice(front);
+            const TimePoint due = sliceEnd(front, slice);
             if (now < due)
-                return due;
+                return std::min(due, front.end);
             sendSlice(&front, slice);
+            m_send_free = due;
             if (!front.babble && front.sent == front.bytes.size()) {
                 traceReply(front.bytes);
                 m_outgoing.pop_front();
             }
         }
         return TimePoint::max();
+    }
+
+    static size_t nextSlice(const Transmission &transmission)
+    {
+        if (transmission.babble)
+            return SliceBytes;
+        return std::min(transmission.bytes.size() - transmission.sent, SliceBytes);
+    }
+
+    /// When the last byte of the next slice leaves.
+    TimePoint sliceEnd(const Transmission &transmission, size_t slice) const
+    {
+        const int baud =
+            transmission.babble && m_options.baud == 0 ? UnpacedBabbleBaud : m_options.baud;
+        return transmission.begin +
+               byteTime(baud) * static_cast<int64_t>(transmission.sent + slice);
     }
 
     void sendSlice(Transmission *transmission, size_t slice)
@@ -441,20 +483,21 @@ private:
     }
 
     const SimulatorOptions m_options;
-    mutable std::mutex m_mutex;          ///< guards what the thread and the callers share
-    Line m_line;                         ///< m_mutex
-    std::deque<Transmission> m_outgoing; ///< m_mutex; at most one babble, in front
+    const TimePoint m_epoch;    ///< goes on while the simulator is stopped, as the processes do
+    mutable std::mutex m_mutex; ///< guards what the thread and the callers share
+    Line m_line;                ///< m_mutex
+    std::deque<Transmission> m_outgoing; ///< m_mutex; a babble is alone in it or in front
     std::deque<std::string> m_requests;  ///< m_mutex
     TimePoint m_receive_free;            ///< m_mutex; when the last byte heard has arrived
-    TimePoint m_epoch;                   ///< fixed while the thread runs
-    int m_master;
+    TimePoint m_send_free;               ///< m_mutex; when the last byte sent has left
+    int m_master;                        ///< this and the next two: fixed while the thread runs
     int m_slave;
     int m_wake[2];
-    std::string m_pty_name;
-    std::string m_link;
-    bool m_stop;          ///< m_mutex
-    uint64_t m_bytes_in;  ///< m_mutex
-    uint64_t m_bytes_out; ///< m_mutex
+    std::string m_pty_name; ///< m_mutex
+    std::string m_link;     ///< m_mutex
+    bool m_stop;            ///< m_mutex
+    uint64_t m_bytes_in;    ///< m_mutex
+    uint64_t m_bytes_out;   ///< m_mutex
     CplLineSplitter m_splitter;
     std::ofstream m_trace;
     std::thread m_thread;
@@ -481,7 +524,7 @@ void Simulator::stop()
 
 std::string Simulator::portName() const
 {
-    return m_engine->portName();
+    return m_engine->locked([&] { return m_engine->portName(); });
 }
 
 void Simulator::addFault(const Fault &fault)
@@ -491,7 +534,7 @@ void Simulator::addFault(const Fault &fault)
 
 void Simulator::clearFaults()
 {
-    m_engine->clearFaults();
+    m_engine->locked([&] { m_engine->clearFaults(); });
 }
 
 uint32_t Simulator::word(int station, uint32_t address) const

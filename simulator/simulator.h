@@ -24,7 +24,8 @@ struct SimulatorOptions {
     std::string port;
 
     /// A symbolic link to the pty, so that its name does not change from run to run. Replaces
-    /// another symbolic link, nothing else. Empty: none.
+    /// another symbolic link, nothing else. Made under this name with ".ptyN" behind it and then
+    /// renamed. Empty: none.
     std::string ptyLink;
 
     std::string imageFile; ///< start values; a line is "station address value". Empty: none
@@ -37,7 +38,8 @@ struct SimulatorOptions {
 /// A request that arrives at once on a pty is regarded as arriving byte by byte; the answer begins
 /// when its last byte would have come, and its own bytes leave when they would have been sent.
 ///
-/// All operations may be called from any thread; `start` and `stop` from one at a time.
+/// All operations may be called from any thread; `start` and `stop` from one at a time. A stopped
+/// simulator may be started again: words and faults are as they were, the port is a new one.
 class Simulator
 {
 public:
@@ -48,10 +50,12 @@ public:
     Simulator &operator=(const Simulator &) = delete;
 
     /// \param error  gets the reason in one line; not null
-    /// \return false: the port, the link, the image or the trace cannot be had; nothing runs
+    /// \return false: the port, the link, the image or the trace cannot be had, and nothing runs;
+    ///         or it runs already, and goes on
     bool start(std::string *error);
 
-    /// Ends the thread, closes the port and removes the link.
+    /// Ends the thread, closes the port and removes the link; not one that leads elsewhere by now.
+    /// Without `start` it does nothing.
     void stop();
 
     /// What a driver opens: the link, else the pty. Empty before `start` and on a serial device.
@@ -61,11 +65,12 @@ public:
     /// Also ends a babble.
     void clearFaults();
 
-    /// A word of a station; 0 for a station that is not on the line.
+    /// A word of a station; 0 for a station that is not on the line. A process shows its values as
+    /// of the last request to its station.
     uint32_t word(int station, uint32_t address) const;
     void setWord(int station, uint32_t address, uint32_t value);
 
-    /// All frames received, from STX to LF, sound or not; the last `RequestsKept`.
+    /// All frames received since `start`, from STX to LF, sound or not; the last `RequestsKept`.
     std::vector<std::string> requests() const;
     static const size_t RequestsKept = 1000;
 

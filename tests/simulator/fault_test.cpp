@@ -1,5 +1,6 @@
 #include "simulator/fault.h"
 
+#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -39,17 +40,19 @@ void expectFault(const std::string &text, Fault::Kind kind, int value)
 }
 
 /// A number setting: both of its bounds are taken, what lies beyond is not.
-void expectBounds(const std::string &start, int least, int most)
+void expectBounds(const std::string &name, const std::string &key, int least, int most)
 {
-    const std::string bounds =
-        "is no number of " + std::to_string(least) + " or more, at most " + std::to_string(most);
-    const std::string name = start.substr(0, start.find(':'));
-    const std::string key = start.substr(start.rfind(':') + 1);
+    const std::string start = name + ":" + key + "=";
+    const std::string range = std::to_string(least) + " or more, at most " + std::to_string(most);
     parsed(start + std::to_string(least));
     parsed(start + std::to_string(most));
     for (const std::string &value :
-         {std::to_string(least - 1), std::to_string(most + 1LL), std::string(), std::string("x")})
-        EXPECT_EQ("fault " + name + ": \"" + key + value + "\" " + bounds, errorOf(start + value));
+         {std::to_string(least - 1), std::to_string(most + 1LL), std::string(), std::string("x")}) {
+        std::ostringstream expected;
+        expected << "fault " << name << ": \"" << key << '=' << value << "\" is no number of "
+                 << range;
+        EXPECT_EQ(expected.str(), errorOf(start + value));
+    }
 }
 
 // ---- Every kind ---------------------------------------------------------------------------------
@@ -123,16 +126,16 @@ TEST(ParseFault, TakesSettingsInAnyOrderAndTheLastOfTwo)
 
 TEST(ParseFault, KeepsToTheBoundsOfEverySetting)
 {
-    expectBounds("late:ms=", 1, 600000);
-    expectBounds("flip:at=", 0, 511);
-    expectBounds("cut:after=", 0, 511);
-    expectBounds("noise:bytes=", 1, 200);
-    expectBounds("station:as=", 0, 255);
-    expectBounds("swap:at=", 0, 510);
-    expectBounds("babble:ms=", 1, 600000);
-    expectBounds("drop:station=", 0, 255);
-    expectBounds("drop:every=", 1, 999999999);
-    expectBounds("drop:count=", 1, 999999999);
+    expectBounds("late", "ms", 1, 600000);
+    expectBounds("flip", "at", 0, 511);
+    expectBounds("cut", "after", 0, 511);
+    expectBounds("noise", "bytes", 1, 200);
+    expectBounds("station", "as", 0, 255);
+    expectBounds("swap", "at", 0, 510);
+    expectBounds("babble", "ms", 1, 600000);
+    expectBounds("drop", "station", 0, 255);
+    expectBounds("drop", "every", 1, 999999999);
+    expectBounds("drop", "count", 1, 999999999);
 }
 
 TEST(ParseFault, KeepsToTheBoundsOfAnEndCode)

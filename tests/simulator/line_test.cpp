@@ -4,15 +4,12 @@
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/support/frames.h"
 
 namespace
 {
-
-using ::testing::ElementsAre;
 
 const uint32_t Word = 0x5000; // nothing lives there
 const std::string Request = frames::readRequest(1, {Word});
