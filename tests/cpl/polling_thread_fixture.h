@@ -173,7 +173,7 @@ protected:
 private:
     std::string answer(const std::string &request)
     {
-        const std::string reply = controllers(request);
+        std::string reply = controllers(request);
         ++m_requests;
         if (onRequest)
             onRequest(m_requests);

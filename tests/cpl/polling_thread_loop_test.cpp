@@ -21,7 +21,7 @@ class PollingThreadLoop : public PollingThreadFixture
 {
 protected:
     /// Lets the N-th request go unanswered.
-    void failRequests(std::set<size_t> numbers)
+    void failRequests(const std::set<size_t> &numbers)
     {
         controllers = [this, numbers](const std::string &request) {
             return numbers.count(link.sent().size()) > 0 ? std::string()

@@ -36,6 +36,7 @@ protected:
         if (mute.count(station) > 0)
             return std::string();
         std::vector<uint32_t> words;
+        words.reserve(fields.size());
         for (const uint32_t address : fields)
             words.push_back(memory[station][address]);
         return frames::reply(station, words);

@@ -5,7 +5,6 @@
 namespace
 {
 
-using ::testing::Each;
 using ::testing::ElementsAre;
 
 const ulong Asked = 0x2012;
@@ -160,6 +159,9 @@ TEST_F(PollingThreadReply, CarriesItsStationInHexadecimal)
     receive(frames::framed("1f00X00"));
     EXPECT_EQ(31, thread().getStationIdFromRsp());
     receive(frames::framed("1G00X00"));
+    EXPECT_EQ(0, thread().getStationIdFromRsp());
+    receive(frames::reply(0x1F));
+    thread().resetRspBuf();
     EXPECT_EQ(0, thread().getStationIdFromRsp());
 }
 
@@ -343,10 +345,11 @@ protected:
     /// cache ever holds anything but the right value.
     void pollThrough(const Strings &replies)
     {
-        controllers = [this, &replies](const std::string &) {
+        size_t next = 0;
+        controllers = [&](const std::string &) {
             const qint64 value = cached(1, Asked);
             EXPECT_TRUE(value == -1 || value == Right) << std::hex << value;
-            return replies[link.sent().size() - 1];
+            return replies.at(next++);
         };
         announce({command("NA2012")});
         runRequests(static_cast<int>(replies.size()));
