@@ -40,7 +40,7 @@ protected:
         return PortUser(link).exchange(frames::readRequest(1, {Word}));
     }
 
-    const Folder folder;
+    Folder folder;
     const std::string link;
     SimulatorOptions options;
 };
@@ -170,7 +170,7 @@ protected:
         options.imageFile = image;
     }
 
-    const Folder folder;
+    Folder folder;
     const std::string image;
     SimulatorOptions options;
 };
@@ -251,7 +251,7 @@ protected:
         return found;
     }
 
-    const Folder folder;
+    Folder folder;
     const std::string trace;
     SimulatorOptions options;
 };
