@@ -120,7 +120,7 @@ protected:
     }
 
 private:
-    const Folder m_folder;
+    Folder m_folder;
 };
 
 // ---- Running ------------------------------------------------------------------------------------
