@@ -64,8 +64,8 @@ QString RunDirectory::enter(char **argv) const
                 ownNumber() + QFile::encodeName(QCoreApplication::applicationDirPath()));
         execv(target.constData(), argv);
     }
-    const QString reason = QString("cannot run in %1: %2; TMPDIR names another place")
-                               .arg(QFile::decodeName(directory), std::strerror(errno));
+    QString reason = QString("cannot run in %1: %2; TMPDIR names another place")
+                         .arg(QFile::decodeName(directory), std::strerror(errno));
     QDir(QFile::decodeName(directory)).removeRecursively();
     return reason;
 }

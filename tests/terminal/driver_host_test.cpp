@@ -10,7 +10,6 @@ namespace
 {
 
 using testing::HasSubstr;
-using testing::StartsWith;
 
 typedef DriverHost::Road Road;
 

@@ -112,7 +112,7 @@ protected:
 
     QJsonObject stationSummary(int number) const
     {
-        for (const QJsonValue &station : summary["stations"].toArray()) {
+        for (const QJsonValue station : summary["stations"].toArray()) {
             if (station.toObject()["station"].toInt() == number)
                 return station.toObject();
         }
