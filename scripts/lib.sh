@@ -7,7 +7,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(g++ cmake ninja-build qtbase5-dev libqt5sql5-sqlite libboost-dev libfccp-dev)
 test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev)
 # shellcheck disable=SC2034
-lint_packages=("${test_packages[@]}" clang-format clang-tidy shellcheck)
+lint_packages=("${test_packages[@]}" clang-format clang-tidy git shellcheck)
 
 # say LINE...: to standard error, because standard output belongs to the program that a script runs.
 say() {
