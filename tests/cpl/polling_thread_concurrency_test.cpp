@@ -193,6 +193,9 @@ TEST_F(PollingThreadConcurrency, ReadersOnDemandEachGetTheirOwnValues)
 
 TEST_F(PollingThreadConcurrency, SessionsChangeUnderReadersAndWriters)
 {
+    // The time moves for the low-latency stations only: no reader gives up in thousands of years.
+    link.timeoutMs = 2147483647;
+    link.retries = 100000;
     polling().setLowLatency({4});
     polling().start();
     std::atomic<bool> done(false);
@@ -205,6 +208,7 @@ TEST_F(PollingThreadConcurrency, SessionsChangeUnderReadersAndWriters)
             if (i % 11 == 10)
                 polling().setSessionCommand({});
             polling().setLowLatency({static_cast<uchar>(3 + i % 2)});
+            clock.advance(100000);
             std::this_thread::yield();
         }
     });
@@ -214,6 +218,9 @@ TEST_F(PollingThreadConcurrency, SessionsChangeUnderReadersAndWriters)
             EXPECT_TRUE(polling().getLastError().isEmpty());
             EXPECT_EQ(0, polling().getFlag() & ~3);
             EXPECT_EQ(1, polling().numOfLowLatencyStation());
+            ulong cached = 0;
+            if (polling().getDWordFromDataCacheMap(2, 0x10, cached))
+                EXPECT_EQ(valueOf(2, 0x10), cached);
             std::this_thread::yield();
         }
     });
@@ -355,6 +362,34 @@ TEST_F(PollingThreadConcurrency, ReadThatIsServedTwiceLeavesNothingForTheNextRea
     QByteArray data(4, 0);
     EXPECT_TRUE(polling().readOnceData(1, data, last, index));
     EXPECT_EQ(4u, wordAt(data, 0)); // not what the third frame has read
+}
+
+TEST_F(PollingThreadConcurrency, ReadersGiveUpWhileTheirValuesArrive)
+{
+    polling().start();
+    std::atomic<bool> done(false);
+    std::thread time([&] {
+        while (!done) {
+            clock.advance(1000);
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+        }
+    });
+    std::vector<std::thread> readers;
+    readers.reserve(4);
+    for (uchar station = 1; station <= 4; ++station) {
+        readers.emplace_back([this, station] {
+            for (uint32_t i = 0; i < 100; ++i) {
+                QByteArray data;
+                if (read(station, i % 3, 1, &data)) {
+                    EXPECT_EQ(valueOf(station, i % 3), wordAt(data, 0));
+                }
+            }
+        });
+    }
+    for (std::thread &reader : readers)
+        reader.join();
+    done = true;
+    time.join();
 }
 
 } // namespace

@@ -152,6 +152,7 @@ TEST_F(PollingThreadStop, DuringTheLowLatencyCheckEndsIt)
     runRequests(4);
     EXPECT_EQ(4u, link.sent().size());
     EXPECT_EQ(readFrame(1, 0x2016, 1), link.sent().back());
+    EXPECT_EQ(4u, pauses());
 }
 
 TEST_F(PollingThreadStop, DuringTheFirstLowLatencyWritesEndsThem)
