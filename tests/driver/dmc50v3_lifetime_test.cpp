@@ -33,7 +33,7 @@ using testing::IsEmpty;
 class SlowLink : public FakeLink
 {
 public:
-    SlowLink() : silent(false), babbling(false), silence(300)
+    SlowLink() : silent(false), babbling(false), stationQueries(0), silence(300)
     {
         answer = [this](const std::string &request) {
             return silent ? std::string() : frames::echoAddresses(request);
@@ -52,6 +52,12 @@ public:
         return count;
     }
 
+    int stationId() override
+    {
+        ++stationQueries;
+        return FakeLink::stationId();
+    }
+
     bool carries(size_t frames) const
     {
         return eventually([this, frames] { return sent().size() >= frames; });
@@ -59,6 +65,7 @@ public:
 
     std::atomic<bool> silent;
     std::atomic<bool> babbling;
+    std::atomic<int> stationQueries;   ///< made by each read and write, not by the line's thread
     std::chrono::milliseconds silence; ///< how long a read waits in vain; set before the line runs
 };
 
@@ -280,16 +287,15 @@ protected:
 
     ~LifetimeOfACall() override { caller.join(); }
 
-    /// Lets another thread call the driver, and waits until the line has a request for that.
+    /// Lets another thread call the driver, and waits until the call has begun.
     void call(const std::function<void(DriverDMC50v3 &)> &body)
     {
         DriverDMC50v3 *const called = driver.get();
-        const size_t sent = link.sent().size();
         caller = std::thread([this, called, body] {
             body(*called);
             returned = true;
         });
-        ASSERT_TRUE(link.carries(sent + 1));
+        ASSERT_TRUE(eventually([this] { return link.stationQueries > 0; }));
     }
 
     std::atomic<bool> returned;
@@ -303,6 +309,7 @@ TEST_F(LifetimeOfACall, MayEndWhileAnotherThreadReads)
     driver->createThread(&link);
     answer = "not yet";
     call([this](DriverDMC50v3 &called) { answer = called.read(&link, tag("NA10")); });
+    ASSERT_TRUE(link.carries(1));
     EXPECT_FALSE(returned);
     destroyAtOnce();
     EXPECT_TRUE(returned) << "the driver waits for its caller";
@@ -339,6 +346,7 @@ TEST_F(LifetimeOfACall, MayEndWhileAnotherThreadWritesBits)
     call([this, &result](DriverDMC50v3 &called) {
         result = called.write(&link, tag("NA10.1", CommunicatorCommand::BitType), bytes("01"));
     });
+    ASSERT_TRUE(link.carries(1));
     destroyAtOnce();
     EXPECT_TRUE(returned);
     EXPECT_EQ(0, result);

@@ -930,9 +930,11 @@ TEST_F(TagsDeathTest, EndsTheProgramForMalformedDoubleWords)
         EXPECT_DEATH(driver.writeDWords(1, 0x10, bytes(data)), HasSubstr(NoDoubleWords));
 }
 
-TEST_F(TagsDeathTest, EndsTheProgramForAReadWithoutThread)
+TEST_F(TagsDeathTest, EndsTheProgramWithoutThread)
 {
     EXPECT_DEATH(driver.readDWords(1, 0x10, 1), HasSubstr("Assertion `m_thread.get()' failed"));
+    EXPECT_DEATH(driver.writeDWords(1, 0x10, bytes("01 00 00 00")),
+                 HasSubstr("Assertion `m_thread.get()' failed"));
 }
 
 TEST_F(TagsDeathTest, EndsTheProgramForAnAddressOfNoKnownForm)
