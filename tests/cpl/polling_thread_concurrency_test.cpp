@@ -219,8 +219,9 @@ TEST_F(PollingThreadConcurrency, SessionsChangeUnderReadersAndWriters)
             EXPECT_EQ(0, polling().getFlag() & ~3);
             EXPECT_EQ(1, polling().numOfLowLatencyStation());
             ulong cached = 0;
-            if (polling().getDWordFromDataCacheMap(2, 0x10, cached))
+            if (polling().getDWordFromDataCacheMap(2, 0x10, cached)) {
                 EXPECT_EQ(valueOf(2, 0x10), cached);
+            }
             std::this_thread::yield();
         }
     });
