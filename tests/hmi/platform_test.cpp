@@ -283,9 +283,9 @@ TEST_F(DesktopPlatform, TellsListenersThatComeAndGoWhileThreadsBeep)
     const int beepsOfAThread = 500;
     setBeepListener([](int, int) {});
     std::atomic<bool> beeping(true);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
+    std::vector<std::thread> threads(4);
+    for (std::thread &thread : threads) {
+        thread = std::thread([&] {
             for (int n = 0; n < beepsOfAThread; ++n)
                 Platform::getInstance()->BuzzerAlarm(2900, 100);
         });
