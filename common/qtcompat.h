@@ -7,6 +7,10 @@
 #include <QString>
 #include <QtGlobal>
 #include <QtPlugin>
+#ifdef QT_GUI_LIB // only widgets turn the wheel
+#include <QPoint>
+#include <QWheelEvent>
+#endif
 
 // Assertions are part of the driver's behaviour and stay on in every build type, whatever the
 // flags of the build say.
@@ -36,6 +40,21 @@ inline int drawRandomNumber()
 #pragma GCC diagnostic pop
 #endif
 }
+
+#ifdef QT_GUI_LIB
+/// A turn of a vertical mouse wheel, in eighths of a degree; away from the user, up, is positive.
+/// \param position  where, in the receiver's coordinates
+/// \param global    the same on the screen
+inline QWheelEvent verticalWheelEvent(const QPoint &position, const QPoint &global, int delta)
+{
+#if QT_VERSION < 0x050000
+    return QWheelEvent(position, global, delta, Qt::NoButton, Qt::NoModifier, Qt::Vertical);
+#else
+    return QWheelEvent(position, global, QPoint(), QPoint(0, delta), Qt::NoButton, Qt::NoModifier,
+                       Qt::NoScrollPhase, false);
+#endif
+}
+#endif
 
 /// The class as the root of the plug-in `NAME`. Stands once, in the source of the class.
 ///
