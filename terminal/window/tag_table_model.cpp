@@ -32,6 +32,13 @@ QVariant alignment(int column)
     return int(Qt::AlignVCenter | (isOfNumbers(column) ? Qt::AlignRight : Qt::AlignLeft));
 }
 
+/// A doubtful value is marked where it stands, not only in another column.
+QString valueText(const TagView &view)
+{
+    const bool doubtful = view.state != TagState::Ok && !view.items.isEmpty();
+    return (doubtful ? "? " : "") + decimalText(view);
+}
+
 } // namespace
 
 const int TagTableModel::Pens;
@@ -84,12 +91,25 @@ void TagTableModel::announce(int firstColumn, int lastColumn)
 TagView TagTableModel::viewAt(int row) const
 {
     TagView view = m_views[static_cast<size_t>(row)];
-    if (view.ageMs < 0)
-        return view;
-    view.ageMs += m_now - m_round_at;
-    if (view.state == TagState::Ok && view.ageMs > m_stale_after_ms)
-        view.state = TagState::Stale;
+    view.state = stateOf(view);
+    if (view.ageMs >= 0)
+        view.ageMs += m_now - m_round_at;
     return view;
+}
+
+/// \param view  as the last round had it
+TagState TagTableModel::stateOf(const TagView &view) const
+{
+    const bool tooOld = view.ageMs + m_now - m_round_at > m_stale_after_ms;
+    return view.state == TagState::Ok && tooOld ? TagState::Stale : view.state;
+}
+
+int TagTableModel::liveTags() const
+{
+    const auto live = std::count_if(m_views.begin(), m_views.end(), [this](const TagView &view) {
+        return stateOf(view) == TagState::Ok;
+    });
+    return static_cast<int>(live);
 }
 
 void TagTableModel::setPen(int pen, int row)
@@ -159,7 +179,7 @@ QString TagTableModel::textAt(const TagView &view, int column) const
     case Station:
         return QString::number(view.station);
     case Value:
-        return decimalText(view);
+        return valueText(view);
     case Age:
         return ageText(view.ageMs);
     default:

@@ -50,6 +50,9 @@ public:
     /// \param row  0 to rowCount() - 1
     TagView viewAt(int row) const;
 
+    /// How many values are live now.
+    int liveTags() const;
+
     /// Which tag a pen draws.
     /// \param row  -1: none
     void setPen(int pen, int row);
@@ -64,6 +67,7 @@ public:
 
 private:
     void replaceRows(const std::vector<TagView> &views);
+    TagState stateOf(const TagView &view) const;
     void announce(int firstColumn, int lastColumn);
     QString textAt(const TagView &view, int column) const;
     QString description(const TagView &view) const;

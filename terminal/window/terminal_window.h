@@ -16,9 +16,19 @@
 #include "terminal/tag.h"
 #include "terminal/window/storage_state.h"
 
-class QTabWidget;
+class BeepSwitch;
+class LinePage;
+class LineStrip;
+class LiveBadge;
+class MessageButton;
+class QLayout;
+class QStackedWidget;
+class QTabBar;
 class QTimer;
+class StorageIndicator;
 class TagTableModel;
+class TagTableView;
+class TrendView;
 
 /// Shows a session to its operator: the tags with their values, a trend, the line's figures, the
 /// storage devices and the beeper. It only shows what it is told; whoever owns the session, the
@@ -82,13 +92,44 @@ signals:
     /// The operator asked for the messages.
     void messagesRequested();
 
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+
 private:
+    void fitTexts(const QSize &size);
+    void fitTables();
+    void buildBar();
+    void buildPages();
+    QWidget *buildValuesPage();
+    void connectParts();
     qint64 staleAfterMs(double cycleMs) const;
+    void toggleTrendTag(int row);
+    void freePen(int pen);
+    void recordTrend(qint64 nowMs);
+    void showTrendNow(qint64 nowMs);
+    void showLiveness(qint64 nowMs);
+    void showSilence(qint64 ms);
+
+    static const qint64 Never = -1;
 
     const NowMs m_now_ms;
     const int m_period_ms;
+    qint64 m_stale_after_ms; ///< the age up to which a value counts as live
+    qint64 m_round_at;       ///< when the last round came; `Never`: none has
+    qint64 m_beep_lit_until; ///< the end of the indicator's flash
     TagTableModel *m_model;
-    QTabWidget *m_pages;
+    QWidget *m_bar;
+    QTabBar *m_tabs;
+    QStackedWidget *m_pages;
+    TagTableView *m_table;
+    TrendView *m_trend;
+    LineStrip *m_line_strip;
+    LinePage *m_line_page;
+    LiveBadge *m_live_badge;
+    StorageIndicator *m_usb;
+    StorageIndicator *m_card;
+    MessageButton *m_messages;
+    BeepSwitch *m_beep;
     QTimer *m_timer;
 };
 
