@@ -7,8 +7,8 @@
 namespace
 {
 
-const char *const Headings[] = {"Stn",   "State",    "Good",      "Failed",   "No answer",
-                                "Short", "Checksum", "Other stn", "End code", "Round trip ms"};
+const char *const Headings[] = {"Stn",   "State",    "Good",  "Failed",   "No answer",
+                                "Short", "Checksum", "Other", "End code", "Round trip ms"};
 
 QString milliseconds(qint64 us)
 {
@@ -77,7 +77,7 @@ QString textAt(const StationReport &station, int column)
 QVariant alignment(int column)
 {
     const bool isText = column == StationTableModel::State;
-    return int(Qt::AlignVCenter | (isText ? Qt::AlignLeft : Qt::AlignRight));
+    return int(Qt::AlignVCenter | (isText ? Qt::AlignHCenter : Qt::AlignRight));
 }
 
 } // namespace
