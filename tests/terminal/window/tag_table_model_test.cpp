@@ -47,12 +47,35 @@ TEST(TagTableModel, ShowsTheRoundInEachColumn)
     EXPECT_EQ("furnace3.temperature", text(model, 3, TagTableModel::Name));
     EXPECT_EQ("3-PA0000021", text(model, 3, TagTableModel::Address));
     EXPECT_EQ("3", text(model, 3, TagTableModel::Station));
-    EXPECT_EQ("3999", text(model, 3, TagTableModel::Value));
+    EXPECT_EQ("4200", text(model, 0, TagTableModel::Value));
     EXPECT_EQ("65.0 s", text(model, 3, TagTableModel::Age));
     const char *const states[] = {"ok", "waiting", "stale", "failed"};
     for (int row = 0; row < 4; ++row)
         EXPECT_EQ(states[row], text(model, row, TagTableModel::State));
     EXPECT_TRUE(model.index(3, 0).data(TagTableModel::HasValueRole).toBool());
+}
+
+TEST(TagTableModel, MarksAValueThatIsNotLiveWhereItStands)
+{
+    TagTableModel model({}, DefaultStation);
+    std::vector<TagView> round = oneOfEachState();
+    round.push_back(tagView("a", "NA30", {7}, TagState::Waiting));
+    model.showRound(round, Begin, StaleAfter);
+    EXPECT_EQ("4200", text(model, 0, TagTableModel::Value));
+    EXPECT_EQ("-", text(model, 1, TagTableModel::Value)) << "there is nothing to mistake";
+    EXPECT_EQ("? 512", text(model, 2, TagTableModel::Value));
+    EXPECT_EQ("? 3999", text(model, 3, TagTableModel::Value));
+    EXPECT_EQ("? 7", text(model, 4, TagTableModel::Value));
+}
+
+TEST(TagTableModel, CountsTheLiveValues)
+{
+    TagTableModel model(tagsOf(oneOfEachState()), DefaultStation);
+    EXPECT_EQ(0, model.liveTags());
+    model.showRound(oneOfEachState(), Begin, StaleAfter);
+    EXPECT_EQ(1, model.liveTags());
+    model.setNow(Begin + StaleAfter);
+    EXPECT_EQ(0, model.liveTags());
 }
 
 TEST(TagTableModel, NamesItsColumns)
