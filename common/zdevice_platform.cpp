@@ -31,7 +31,7 @@ const char Root[] = "/";
 const char X86MountFolder[] = "/media/usb";
 
 const char DiskStatsPath[] = "/proc/diskstats";
-const qint64 DiskStatsLineLength = 128;
+const size_t DiskStatsLineLength = 128; ///< what is read of a line at a time
 const int DeviceNameSize = 12 + 1;
 const char DeviceNameFormat[] = "%*s %*s %12s";
 const char PartitionFormat[] = "%*s %*s %*s %*s %*s %llu %llu";
@@ -152,20 +152,19 @@ quint64 availableBytes(const struct statvfs &info)
 }
 
 /// The name of the device that a line of /proc/diskstats tells of; empty when it has none.
-QString deviceNameIn(const QByteArray &line)
+QString deviceNameIn(const char *line)
 {
     char name[DeviceNameSize];
-    return std::sscanf(line.constData(), DeviceNameFormat, name) == 1 ? QString::fromLatin1(name)
-                                                                      : QString();
+    return std::sscanf(line, DeviceNameFormat, name) == 1 ? QString::fromLatin1(name) : QString();
 }
 
 /// The sum of the two counters that tell of activity. False when the line lacks them.
-bool activityIn(const QByteArray &line, bool partition, quint64 *sum)
+bool activityIn(const char *line, bool partition, quint64 *sum)
 {
     unsigned long long first = 0;
     unsigned long long second = 0;
     const char *const format = partition ? PartitionFormat : WholeDeviceFormat;
-    const int count = std::sscanf(line.constData(), format, &first, &second);
+    const int count = std::sscanf(line, format, &first, &second);
     *sum = first + second;
     return count == 2;
 }
@@ -404,14 +403,13 @@ void ArmLinuxHmi::processIOStatus()
         return;
     }
     // A file of the kernel tells no size, so its end is where a read gives nothing.
-    QByteArray line = file.readLine(DiskStatsLineLength);
-    while (!line.isEmpty()) {
+    char line[DiskStatsLineLength + 1];
+    while (file.readLine(line, sizeof line) > 0) {
         sampleActivity(line);
-        line = file.readLine(DiskStatsLineLength);
     }
 }
 
-void ArmLinuxHmi::sampleActivity(const QByteArray &line)
+void ArmLinuxHmi::sampleActivity(const char *line)
 {
     Device *const device = findByNode("/dev/" + deviceNameIn(line));
     quint64 counter = 0;

@@ -151,7 +151,7 @@ private:
     bool isMountPathKnown(const QString &mount_path) const;
     Device *findByNode(const QString &dev_node) const;
     const Device *findByType(DeviceType type) const;
-    void sampleActivity(const QByteArray &line);
+    void sampleActivity(const char *line);
     void noteActivity(Device *device, quint64 counter);
     void store(const struct statvfs &info, struct statvfs *place);
 

@@ -1,5 +1,6 @@
 #include "tests/common/storage_fixture.h"
 
+#include <QDir>
 #include <QObject>
 
 #include <cstdlib>
@@ -28,10 +29,9 @@ void StorageTest::SetUp()
 {
     if (!privateMountsFault().empty())
         GTEST_SKIP() << privateMountsFault();
+    QDir(StandInFolder).removeRecursively();
     makeFolders(StandInFolder);
     ::setenv("PATH", (StandInFolder + (":" + m_path)).c_str(), 1);
-    restore("mount");
-    restore("mkdir");
     ::unlink(ListingFile);
 }
 
