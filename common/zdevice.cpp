@@ -14,7 +14,10 @@ const quint32 SamplesPerScan = 2; ///< every how many samples volumes are looked
 
 /// How long the end of the thread is waited for. It sleeps for a second, and ends in a moment
 /// unless a file system holds it.
-const ulong StopLimitMs = 1800;
+const ulong StopLimitMs = 1500;
+
+/// The first scans are the main thread's, and an operator waits for it.
+const int FirstScanCommandLimitMs = 5000;
 
 const char PropertyName[] = "ZDevice";
 
@@ -94,8 +97,10 @@ ZDevice::ZDevice(PlatformInterface *platform, Clock *clock)
             SIGNAL(deviceMounted(int, int, bool)), Qt::DirectConnection);
     connect(platform, SIGNAL(platDeviceInIO(int, int, bool)), this,
             SIGNAL(deviceInIO(int, int, bool)), Qt::DirectConnection);
+    platform->setCommandLimit(FirstScanCommandLimitMs);
     platform->checkGlobalMountStatus();
     platform->processDeviceMountStatus();
+    platform->setCommandLimit(PlatformInterface::CommandLimitMs);
 }
 
 ZDevice::~ZDevice()

@@ -3,7 +3,9 @@
 #ifndef COMMON_ZDEVICE_H
 #define COMMON_ZDEVICE_H
 
+#include "common/armlinuxhmi.h"
 #include "common/clock.h"
+#include "common/x86linuxhmi.h"
 #include "common/zdevice_platform.h"
 
 #include <QMetaType>
@@ -26,8 +28,9 @@ class ZDevice : public QThread
 
 public:
     /// The process's only monitor. The first call, which is the main thread's, makes it, looks for
-    /// what is mounted already (so it takes as long as `mount` does), publishes it as the
-    /// application's property "ZDevice" and starts it. Never null.
+    /// what is mounted already, publishes it as the application's property "ZDevice" and starts it.
+    /// It waits for two runs of `mount`, at most five seconds each (a desktop's for one). A file
+    /// system that does not answer from the start holds it. Never null.
     static ZDevice *getInstance();
 
     /// Stops the monitor, if there is one. The object lives on, without an answer to anything,

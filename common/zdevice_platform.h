@@ -1,22 +1,17 @@
-// How removable storage is found: the one way on the terminal, the other on a desktop.
+// How removable storage is found, whatever the platform.
 //
-// Both read what the `mount` program prints, which splits its lines at blanks: of a mount point
-// with a blank in its name only the part before it is known.
+// Both platforms read what the `mount` program prints and split it at blanks: of a mount point with
+// a blank in its name only the part before it is known.
 
 #ifndef COMMON_ZDEVICE_PLATFORM_H
 #define COMMON_ZDEVICE_PLATFORM_H
 
-#include <QByteArray>
-#include <QList>
-#include <QMap>
-#include <QMutex>
 #include <QObject>
 #include <QString>
 #include <QStringList>
 
 #include <atomic>
 #include <sys/statvfs.h>
-#include <vector>
 
 /// Kinds of storage.
 enum DeviceType : int {
@@ -53,6 +48,10 @@ class PlatformInterface : public QObject
     Q_OBJECT
 
 public:
+    /// How long a command of a scan may take unless told otherwise, in milliseconds. A command that
+    /// takes longer is killed, and its scan finds nothing.
+    static const int CommandLimitMs = 30000;
+
     explicit PlatformInterface(QObject *parent = nullptr);
     ~PlatformInterface() override;
 
@@ -79,6 +78,9 @@ public:
     /// \return its exit code; -1: it crashed, -2: it could not be started
     int runCommand(const QString &program, const QStringList &args);
 
+    /// Another limit, for later scans; the scanning thread's.
+    void setCommandLimit(int ms);
+
     /// Cuts short the scan that is going on and all later ones: they end as soon as the file
     /// system lets them, and a command that they wait for is killed.
     void stopScanning();
@@ -93,107 +95,7 @@ protected:
     bool isStopped() const;
 
     std::atomic<bool> m_stop_scanning;
-    int m_command_limit; ///< longest time of a command, ms; set before the first scan
-};
-
-/// The terminal: volumes below /run/media, activity from /proc/diskstats.
-///
-/// A command's result goes through the file /tmp/devchk. Before each command whatever has that name
-/// is removed, never what a link points to, and the file is made anew for this user alone; where
-/// that is not possible there is no scan. So no other file is written, and neither an old file nor
-/// one that somebody puts there meanwhile is read.
-class ArmLinuxHmi : public PlatformInterface
-{
-    Q_OBJECT
-
-public:
-    /// Makes the directories /sd and /usb.
-    explicit ArmLinuxHmi(QObject *parent = nullptr);
-    ~ArmLinuxHmi() override;
-
-    void checkGlobalMountStatus() override;
-    void processDeviceMountStatus() override;
-    void processDeviceSpaceStatus() override;
-    void processIOStatus() override;
-
-    /// Of removable devices the first one of its kind counts. `getFreeSpace` includes what is
-    /// reserved for the superuser there, but not for `DeviceSystem`, on purpose.
-    quint64 getTotalSpace(DeviceType type) override;
-    quint64 getFreeSpace(DeviceType type) override;
-    /// The mount point of the first device of a kind. There is none for `DeviceUnknown`.
-    QString getMount(DeviceType type) override;
-
-    /// "/usb", "/sd" or nothing.
-    QString determineMountPath(DeviceType type) const;
-    /// The kind of device that a name tells.
-    DeviceType determineType(const QString &name) const;
-
-    /// Where a device is mounted, asked anew; the scanning thread's. Nothing when it is not, and
-    /// when the text does not look like the path of a device node: such a text never gets near the
-    /// shell.
-    QString mounted(const QString &devNode);
-
-    /// Forgets all devices, the last one first, and announces nothing; the scanning thread's.
-    void testRemove();
-
-protected:
-    /// Owned. Changed by the scanning thread alone, under m_lock, which other threads need to read.
-    std::vector<Device *> m_devices;
-
-private:
-    QList<QByteArray> listMounts(const QString &command);
-    bool runShell(const QString &command);
-    void forgetVanishedDevices();
-    void removeDevice(Device *device);
-    void addFoundDevice(const QByteArray &line);
-    void addDetectedDevice(const QByteArray &line);
-    void addDevice(DeviceType type, const QString &dev_node, const QString &mount_path);
-    bool isMountPathKnown(const QString &mount_path) const;
-    Device *findByNode(const QString &dev_node) const;
-    const Device *findByType(DeviceType type) const;
-    void sampleActivity(const char *line);
-    void noteActivity(Device *device, quint64 counter);
-    void store(const struct statvfs &info, struct statvfs *place);
-
-    QMutex m_lock;           ///< held for a few instructions only, never while anybody is called
-    struct statvfs m_system; ///< figures of "/"; m_lock
-};
-
-/// A desktop: volumes below /media/usb, all of which count as USB sticks.
-class X86LinuxHmi : public PlatformInterface
-{
-    Q_OBJECT
-
-public:
-    explicit X86LinuxHmi(QObject *parent = nullptr);
-    ~X86LinuxHmi() override;
-
-    /// Nothing: the first `processDeviceMountStatus` announces what is there.
-    void checkGlobalMountStatus() override;
-    /// Announces the first volume and the going of the last one. When `mount` cannot be run, fails,
-    /// takes too long or prints too much, everything stays as it was.
-    void processDeviceMountStatus() override;
-    /// Looks at the first volume only.
-    void processDeviceSpaceStatus() override;
-    /// Nothing.
-    void processIOStatus() override;
-
-    /// The first volume's, whatever type is asked for. Free space includes what is reserved for the
-    /// superuser.
-    quint64 getTotalSpace(DeviceType type) override;
-    quint64 getFreeSpace(DeviceType type) override;
-    /// The first mount point, for `DeviceUsb` only.
-    QString getMount(DeviceType type) override;
-
-private:
-    bool listMounts(QByteArray *output);
-    void takeOver(const QMap<QString, QString> &mounts);
-    QString firstMount();
-
-    QMutex m_lock;                   ///< held for a few instructions only
-    Device m_device;                 ///< stands for all volumes; m_lock
-    QMap<QString, QString> m_mounts; ///< mount point to device node; m_lock
-    bool m_mounted;                  ///< what was announced last; the scanning thread's
+    int m_command_limit; ///< longest time of a command, ms; the scanning thread's
 };
 
 #endif // COMMON_ZDEVICE_PLATFORM_H

@@ -131,7 +131,9 @@ TEST_F(ShellCommand, EndsInAHostThatIgnoresItsChildren)
 TEST_F(ShellCommand, MayRunInSeveralThreadsAtOnce)
 {
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
+    const int count = 4;
+    threads.reserve(count);
+    for (int i = 0; i < count; ++i) {
         threads.emplace_back([this, i] {
             const std::string line =
                 "echo " + std::to_string(i) + " > /tmp/result" + std::to_string(i);
@@ -141,7 +143,7 @@ TEST_F(ShellCommand, MayRunInSeveralThreadsAtOnce)
     }
     for (std::thread &thread : threads)
         thread.join();
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < count; ++i)
         EXPECT_EQ(std::to_string(i) + "\n", readFile("/tmp/result" + std::to_string(i)));
 }
 

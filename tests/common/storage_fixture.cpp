@@ -14,6 +14,14 @@ namespace
 
 const char StandInFolder[] = "/tmp/bin";
 
+void removeFilesOfFormerTest()
+{
+    QDir tmp("/tmp");
+    for (const QString &file : tmp.entryList(QDir::Files | QDir::System | QDir::Hidden))
+        tmp.remove(file);
+    QDir(StandInFolder).removeRecursively();
+}
+
 } // namespace
 
 const char ListingFile[] = "/tmp/devchk";
@@ -29,10 +37,9 @@ void StorageTest::SetUp()
 {
     if (!privateMountsFault().empty())
         GTEST_SKIP() << privateMountsFault();
-    QDir(StandInFolder).removeRecursively();
+    removeFilesOfFormerTest();
     makeFolders(StandInFolder);
     ::setenv("PATH", (StandInFolder + (":" + m_path)).c_str(), 1);
-    ::unlink(ListingFile);
 }
 
 void StorageTest::standIn(const std::string &program, const std::string &script) const

@@ -1,6 +1,6 @@
 // The terminal's way to find storage, on real mounts.
 
-#include "common/zdevice_platform.h"
+#include "common/zdevice.h"
 
 #include "tests/common/scripted_statvfs.h"
 #include "tests/common/storage_fixture.h"
@@ -13,10 +13,8 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 
 namespace
 {

@@ -1,6 +1,6 @@
 // The terminal's way to find storage, among hostile files, mounts and programs.
 
-#include "common/zdevice_platform.h"
+#include "common/armlinuxhmi.h"
 
 #include "common/shell_command.h"
 #include "tests/common/storage_fixture.h"
@@ -16,7 +16,6 @@
 #include <thread>
 #include <unistd.h>
 
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -35,7 +34,6 @@ typedef std::vector<std::string> Texts;
 class Arm : public ArmLinuxHmi
 {
 public:
-    using ArmLinuxHmi::m_command_limit;
     using ArmLinuxHmi::m_devices;
 };
 
@@ -207,7 +205,8 @@ TEST_F(ArmFaults, KnowsAMountPointUpToItsFirstBlank)
 TEST_F(ArmFaults, SurvivesLinesOfAnyShape)
 {
     std::string lines = "/run/media\n/dev/sda1 /run/media\n\n   \n/dev/sda2 on /run/media";
-    lines += std::string("\0/dev/sdb1\0on\0/run/media/sdb1\0\n", 32);
+    const char zeros[] = "\0/dev/sdb1\0on\0/run/media/sdb1\0\n";
+    lines.append(zeros, sizeof zeros - 1);
     lines += "/dev/sd" + std::string(1000000, 'x') + " on /run/media/sdlong type\n";
     lines += StickLine;
     lines += "/dev/sdc1 on /run/media/sdc1 cut off";
@@ -247,7 +246,7 @@ TEST_F(ArmFaults, GivesUpOnAMountThatPrintsMegabytes)
 
 TEST_F(ArmFaults, GivesUpOnAMountThatHangs)
 {
-    arm.m_command_limit = ShortMs;
+    arm.setCommandLimit(ShortMs);
     standIn("mount", "echo $$ > /tmp/pid; exec sleep 1000");
     EXPECT_LE(ShortMs, msFor([this] { scan(); }));
     EXPECT_THAT(mountPaths(), IsEmpty());
@@ -293,7 +292,9 @@ TEST_F(ArmFaults, AnswersWhileDevicesComeAndGo)
 {
     std::atomic<bool> done(false);
     std::vector<std::thread> callers;
-    for (int i = 0; i < 3; ++i) {
+    const int count = 3;
+    callers.reserve(count);
+    for (int i = 0; i < count; ++i) {
         callers.emplace_back([this, &done] {
             while (!done) {
                 const std::string path = mountOf(DeviceUsb);

@@ -1,6 +1,6 @@
 // The desktop's way to find storage, on real mounts and hostile programs.
 
-#include "common/zdevice_platform.h"
+#include "common/x86linuxhmi.h"
 
 #include "common/shell_command.h"
 #include "tests/common/scripted_statvfs.h"
@@ -27,16 +27,10 @@ const qint64 StopMs = 2000; ///< what stopping may take
 
 typedef std::vector<std::string> Texts;
 
-class X86 : public X86LinuxHmi
-{
-public:
-    using X86LinuxHmi::m_command_limit;
-};
-
 class X86Test : public StorageTest
 {
 protected:
-    X86 x86;
+    X86LinuxHmi x86;
     SignalList signalList{&x86};
 
     Texts scan()
@@ -214,7 +208,7 @@ TEST_F(X86Test, KeepsWhatItKnowsWhenMountFails)
 {
     letMountPrint("/dev/sda1 on /media/usb0 type vfat\n");
     scan();
-    x86.m_command_limit = ShortMs;
+    x86.setCommandLimit(ShortMs);
     for (const char *script :
          {"exit 1", "echo '/dev/sdb1 on /media/usb1 type vfat'; exit 1", "kill -9 $$",
           "echo '/dev/sdb1 on /media/usb1 type vfat'; exec sleep 1000",
@@ -248,7 +242,7 @@ TEST_F(X86Test, TakesOutputUpToItsLimit)
 
 TEST_F(X86Test, EndsAMountThatHangs)
 {
-    x86.m_command_limit = ShortMs;
+    x86.setCommandLimit(ShortMs);
     standIn("mount", "echo $$ > /tmp/pid; exec sleep 1000");
     EXPECT_LE(ShortMs, msFor([this] { scan(); }));
     const pid_t mount = std::atoi(readFile("/tmp/pid").c_str());
