@@ -221,7 +221,7 @@ bool SpiFram::send(const char *bytes, unsigned int length)
 {
     spi_ioc_transfer transfer = transferOf(length, m_speed, m_bits);
     transfer.tx_buf = addressOf(bytes);
-    return ioctl(m_fd, SPI_IOC_MESSAGE(1), &transfer) == static_cast<int>(length);
+    return m_fd >= 0 && ioctl(m_fd, SPI_IOC_MESSAGE(1), &transfer) == static_cast<int>(length);
 }
 
 /// One message of two transfers, in which the chip stays selected: a request and its reply.
@@ -232,6 +232,6 @@ bool SpiFram::ask(const char *request, unsigned int requestLength, char *reply,
                                     transferOf(replyLength, m_speed, m_bits)};
     transfers[0].tx_buf = addressOf(request);
     transfers[1].rx_buf = addressOf(reply);
-    return ioctl(m_fd, SPI_IOC_MESSAGE(2), transfers) ==
-           static_cast<int>(requestLength + replyLength);
+    const int whole = static_cast<int>(requestLength + replyLength);
+    return m_fd >= 0 && ioctl(m_fd, SPI_IOC_MESSAGE(2), transfers) == whole;
 }
