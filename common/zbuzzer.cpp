@@ -42,9 +42,6 @@ const int base_tone[] = {466, 523, 554, 622, 698, 740, 831};
 const int Tones = sizeof base_tone / sizeof *base_tone;
 const int HighestOctave = 2;
 
-std::mutex instanceMutex;
-ZBuzzer *instance = nullptr; // guarded by instanceMutex
-
 bool hostSounds()
 {
     const Platform *const platform = Platform::getInstance();
@@ -84,14 +81,17 @@ void readByte(int descriptor, char *buffer)
 
 } // namespace
 
+std::mutex ZBuzzer::m_instance_mutex;
+ZBuzzer *ZBuzzer::m_instance = nullptr;
+
 ZBuzzer *ZBuzzer::getInstance()
 {
-    const std::lock_guard<std::mutex> lock(instanceMutex);
-    if (instance == nullptr) {
-        instance = new ZBuzzer;
-        instance->delayedInitial();
+    const std::lock_guard<std::mutex> lock(m_instance_mutex);
+    if (m_instance == nullptr) {
+        m_instance = new ZBuzzer;
+        m_instance->delayedInitial();
     }
-    return instance;
+    return m_instance;
 }
 
 void ZBuzzer::dropInstance()
@@ -99,8 +99,8 @@ void ZBuzzer::dropInstance()
     ZBuzzer *dropped = nullptr;
     {
         // Not locked any longer: what hears the last signal may ask for the beeper.
-        const std::lock_guard<std::mutex> lock(instanceMutex);
-        std::swap(dropped, instance);
+        const std::lock_guard<std::mutex> lock(m_instance_mutex);
+        std::swap(dropped, m_instance);
     }
     delete dropped;
 }

@@ -3,6 +3,8 @@
 #ifndef COMMON_ZBUZZER_H
 #define COMMON_ZBUZZER_H
 
+#include <mutex>
+
 #include <QList>
 #include <QMutex>
 #include <QThread>
@@ -127,6 +129,9 @@ private:
     void play(const ZBuzzerQueueItem &item);
     void sleepUnlessStopped(int duration);
     bool stopping();
+
+    static std::mutex m_instance_mutex;
+    static ZBuzzer *m_instance; ///< guarded by m_instance_mutex
 
     Clock *const m_clock;
 

@@ -28,10 +28,6 @@ int hostPlatformNumber()
     return Platform::getInstance()->isX86HMI() ? X86Platform : PanelPlatform;
 }
 
-// The main thread's, which is the only one to make and drop the monitor.
-ZDevice *instance = nullptr;
-bool dropped = false; ///< the instance was stopped and is not handed out again
-
 /// Shows the host where the monitor is; nowhere when null.
 void publish(ZDevice *device)
 {
@@ -42,27 +38,30 @@ void publish(ZDevice *device)
 
 } // namespace
 
+ZDevice *ZDevice::m_instance = nullptr;
+bool ZDevice::m_dropped = false;
+
 ZDevice *ZDevice::getInstance()
 {
-    if (dropped) {
-        discard(instance);
-        instance = nullptr;
-        dropped = false;
+    if (m_dropped) {
+        discard(m_instance);
+        m_instance = nullptr;
+        m_dropped = false;
     }
-    if (instance == nullptr) {
-        instance = new ZDevice(createPlatform(hostPlatformNumber()), Clock::system());
-        publish(instance);
-        instance->start(QThread::LowestPriority);
+    if (m_instance == nullptr) {
+        m_instance = new ZDevice(createPlatform(hostPlatformNumber()), Clock::system());
+        publish(m_instance);
+        m_instance->start(QThread::LowestPriority);
     }
-    return instance;
+    return m_instance;
 }
 
 void ZDevice::dropInstance()
 {
-    if (instance != nullptr && !dropped) {
-        dropped = true;
+    if (m_instance != nullptr && !m_dropped) {
+        m_dropped = true;
         publish(nullptr);
-        instance->stopRunning();
+        m_instance->stopRunning();
     }
 }
 

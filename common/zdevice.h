@@ -74,6 +74,9 @@ private:
     static void discard(ZDevice *device);
     bool forgetPlatform();
 
+    static ZDevice *m_instance; ///< the main thread's
+    static bool m_dropped;      ///< that one was stopped and is not handed out again
+
     Clock *const m_clock;
     std::atomic<bool> m_stop_flag;
     QMutex m_platform_mutex;       ///< held while the platform answers, which takes no time

@@ -26,9 +26,6 @@ const unsigned int TableLength = 200;
 
 typedef std::lock_guard<std::mutex> Lock;
 
-std::mutex instanceMutex;
-ZSetting *theInstance = 0; // guarded by instanceMutex
-
 quint16 wordAt(const char *bytes)
 {
     return qFromLittleEndian<quint16>(reinterpret_cast<const uchar *>(bytes));
@@ -48,24 +45,27 @@ void putWord(quint16 word, char *bytes)
 
 const int ZSetting::SettingCount;
 
+std::mutex ZSetting::m_instance_mutex;
+ZSetting *ZSetting::m_instance = 0;
+
 ZSetting *ZSetting::getInstance()
 {
-    const Lock lock(instanceMutex);
-    if (theInstance == 0) {
-        theInstance = new ZSetting;
+    const Lock lock(m_instance_mutex);
+    if (m_instance == 0) {
+        m_instance = new ZSetting;
     }
-    return theInstance;
+    return m_instance;
 }
 
 void ZSetting::drop()
 {
     // Whoever asks for the object meanwhile gets the next one, which loads what this one saves.
-    const Lock lock(instanceMutex);
-    if (theInstance != 0 && theInstance->hasUnsaved()) {
-        theInstance->saveSetting();
+    const Lock lock(m_instance_mutex);
+    if (m_instance != 0 && m_instance->hasUnsaved()) {
+        m_instance->saveSetting();
     }
-    delete theInstance;
-    theInstance = 0;
+    delete m_instance;
+    m_instance = 0;
 }
 
 ZSetting::ZSetting()

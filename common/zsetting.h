@@ -96,6 +96,9 @@ private:
     void wantAutoSave(bool wanted);
     void updateTimer();
 
+    static std::mutex m_instance_mutex;
+    static ZSetting *m_instance; ///< guarded by `m_instance_mutex`
+
     QTimer m_autosave_timer; ///< the creating thread's
     bool m_valid;            ///< whether there is a table; constant once it was loaded
     unsigned int m_size;     ///< bytes of the table; constant once it was loaded
