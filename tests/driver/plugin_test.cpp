@@ -15,8 +15,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <link.h>
 #include <memory>
@@ -103,11 +105,45 @@ private:
     QByteArray m_bytes;
 };
 
-TEST(PluginFile, ExportsWhatTheRuntimesLoadersResolveAndNothingElse)
+/// The class that a symbol belongs to: of "vtable for ZDevice" and "ZDevice::run()" it is ZDevice.
+std::string classOf(const std::string &symbol)
 {
-    EXPECT_THAT(ElfFile(PluginFile).exports(),
-                ElementsAre("CreateDriver", "qt_plugin_instance", "qt_plugin_query_metadata",
-                            "qt_plugin_query_verification_data"));
+    int status = 0;
+    char *const text = abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status);
+    const std::string readable = text == nullptr ? symbol : text;
+    std::free(text);
+    const size_t end = std::min(readable.find("::"), readable.size());
+    const size_t blank = readable.rfind(' ', end);
+    const size_t begin = blank == std::string::npos ? 0 : blank + 1;
+    return readable.substr(begin, end - begin);
+}
+
+TEST(PluginFile, ExportsWhatTheRuntimesLoadersResolveAndTheServicesAndNothingElse)
+{
+    std::set<std::string> names;
+    for (const std::string &symbol : ElfFile(PluginFile).exports())
+        names.insert(classOf(symbol));
+    EXPECT_THAT(names,
+                ElementsAre("AbstractBuzzerInterface", "ArmLinuxHmi", "CreateDriver",
+                            "MessageCenter", "MessageCenterItemWidget", "MessageCenterListWidget",
+                            "PlatformInterface", "SpiFram", "X86LinuxHmi", "ZBuzzer", "ZDevice",
+                            "ZSetting", "g_pSpiFram", "qt_plugin_instance",
+                            "qt_plugin_query_metadata", "qt_plugin_query_verification_data"));
+}
+
+/// Otherwise it would use its own services beside those of its host.
+TEST(PluginFile, LetsItsHostStandInForItsServices)
+{
+    const std::string dynamic = ElfFile(PluginFile).section(".dynamic");
+    for (size_t at = 0; at + sizeof(ElfW(Dyn)) <= dynamic.size(); at += sizeof(ElfW(Dyn))) {
+        ElfW(Dyn) entry;
+        std::memcpy(&entry, &dynamic[at], sizeof entry);
+        EXPECT_NE(DT_SYMBOLIC, entry.d_tag);
+        if (entry.d_tag == DT_FLAGS) {
+            EXPECT_EQ(0U, entry.d_un.d_val & DF_SYMBOLIC);
+        }
+    }
+    EXPECT_FALSE(dynamic.empty());
 }
 
 TEST(PluginFile, CarriesTheVerificationTextInItsSection)
