@@ -2,13 +2,6 @@
 
 #include <ctime>
 
-namespace
-{
-
-const long MomentNs = 50 * 1000000L;
-
-} // namespace
-
 EndSignals::EndSignals()
 {
     sigemptyset(&m_set);
@@ -20,6 +13,6 @@ EndSignals::EndSignals()
 
 bool EndSignals::arrived()
 {
-    const struct timespec moment = {0, MomentNs};
-    return sigtimedwait(&m_set, nullptr, &moment) > 0;
+    const struct timespec noTime = {0, 0};
+    return sigtimedwait(&m_set, nullptr, &noTime) > 0;
 }

@@ -13,7 +13,7 @@ public:
     /// To be made before there is another thread.
     EndSignals();
 
-    /// Waits a moment. True: the program is to end.
+    /// True: one of them has come since the last call. Does not wait.
     bool arrived();
 
 private:

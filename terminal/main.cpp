@@ -1,8 +1,12 @@
 // dmc50-terminal: the operator terminal's runtime, as far as a driver sees of it.
 
 #include <cstdio>
+#include <memory>
+#include <unistd.h>
 
+#include <QApplication>
 #include <QCoreApplication>
+#include <QLoggingCategory>
 
 #include "terminal/end_signals.h"
 #include "terminal/options.h"
@@ -19,26 +23,65 @@ int fail(ExitStatus status, const QString &reason)
     return status;
 }
 
+/// The framework's way to say that there is no screen is to abort.
+void endWithoutScreen(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    if (type != QtFatalMsg)
+        return;
+    fail(NotAvailable, "no window can be shown: " + text);
+    _exit(NotAvailable);
+}
+
+/// Only a window needs a display.
+std::unique_ptr<QCoreApplication> makeApplication(bool window, int &argc, char **argv)
+{
+    if (!window)
+        return std::unique_ptr<QCoreApplication>(new QCoreApplication(argc, argv));
+    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    const QtMessageHandler usual = qInstallMessageHandler(endWithoutScreen);
+    std::unique_ptr<QCoreApplication> application(new QApplication(argc, argv));
+    qInstallMessageHandler(usual);
+    return application;
+}
+
+/// Reads the command line and enters the run directory, which starts the program anew.
+/// \return whether the program is to run; otherwise `status` is how it ends
+bool prepare(int argc, char **argv, TerminalOptions *options, RunDirectory *directory, int *status)
+{
+    const QCoreApplication forTheParser(argc, argv);
+    QString text;
+    switch (parseOptions(QCoreApplication::arguments(), options, &text)) {
+    case OptionsResult::ShowText:
+        fputs(qPrintable(text), stdout);
+        *status = AllGood;
+        return false;
+    case OptionsResult::BadOptions:
+        *status = fail(WrongUsage, text + "; see --help");
+        return false;
+    case OptionsResult::Run:
+        break;
+    }
+    directory->look();
+    if (!directory->entered())
+        *status = fail(NotAvailable, directory->enter(argv));
+    return directory->entered();
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     EndSignals endSignals;
-    QCoreApplication application(argc, argv);
-    RunDirectory directory;
+    // What the driver and the services tell their developers: QT_LOGGING_RULES="default.debug=true"
+    // shows it.
+    QLoggingCategory::setFilterRules("default.debug=false");
     TerminalOptions options;
-    QString text;
-    switch (parseOptions(QCoreApplication::arguments(), &options, &text)) {
-    case OptionsResult::ShowText:
-        fputs(qPrintable(text), stdout);
-        return AllGood;
-    case OptionsResult::BadOptions:
-        return fail(WrongUsage, text + "; see --help");
-    case OptionsResult::Run:
-        break;
-    }
-    if (!directory.entered())
-        return fail(NotAvailable, directory.enter(argv));
+    RunDirectory directory;
+    int status = AllGood;
+    if (!prepare(argc, argv, &options, &directory, &status))
+        return status;
+    const std::unique_ptr<QCoreApplication> application =
+        makeApplication(options.window, argc, argv);
     try {
         Terminal terminal(options, directory.home());
         terminal.setUp();

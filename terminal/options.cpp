@@ -18,6 +18,8 @@ const char Description[] =
     "      the sample project on simulated controllers, until Ctrl-C\n"
     "  dmc50-terminal --port /dev/ttyUSB0 --project furnaces.csv\n"
     "      your tags on your line\n"
+    "  dmc50-terminal --simulate --window\n"
+    "      the same on the terminal's screen\n"
     "  dmc50-terminal --simulate --duration 10 --format json\n"
     "      ten seconds, one JSON object a line\n"
     "  dmc50-terminal --simulate=1,2 --fault drop:station=2:every=3 --timeout 3000\n"
@@ -74,6 +76,10 @@ void addOptions(QCommandLineParser *parser)
          "A fault of the simulated line, such as drop:station=2:every=3; may be given "
          "several times. dmc50-sim --help lists them.",
          "fault"},
+        {"window", "Show the terminal's screen."},
+        {"panel",
+         "Use the devices of a panel: sticks and cards below /run/media, the beeper's PWM files, "
+         "settings in FRAM. Otherwise those of a desktop: sticks at /media/usb*, the host's beep."},
         {"trace", "Append every frame to a file, in hex and in readable form.", "file"},
     });
 }
@@ -175,6 +181,8 @@ QString readAll(const QCommandLineParser &parser, TerminalOptions *options)
         return QString("unexpected argument \"%1\"").arg(parser.positionalArguments().first());
     options->plugin = parser.value("plugin");
     options->createDriver = parser.isSet("create-driver");
+    options->window = parser.isSet("window");
+    options->panel = parser.isSet("panel");
     options->project = parser.value("project");
     for (const QString &tag : parser.value("tags").split(',', Qt::SkipEmptyParts))
         options->tags << tag.trimmed();

@@ -27,6 +27,8 @@ struct TerminalOptions {
 
     QString plugin; ///< file of the plug-in; empty: the one that belongs to this program
     bool createDriver = false;
+    bool window = false; ///< shows the terminal's screen
+    bool panel = false;  ///< uses a panel's devices in place of the desktop's
 
     QString port;              ///< a serial device; empty: the simulator
     std::vector<int> stations; ///< of the simulator

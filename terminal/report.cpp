@@ -4,6 +4,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLocale>
+#include <QMap>
 #include <QStringList>
 
 #include <sys/ioctl.h>
@@ -120,6 +122,22 @@ double number(quint64 value)
     return static_cast<double>(value);
 }
 
+/// "14.2 MB"
+QString bytesText(quint64 bytes)
+{
+    return QLocale::c().formattedDataSize(static_cast<qint64>(bytes), 1, QLocale::DataSizeSIFormat);
+}
+
+QString kindText(StorageKind kind)
+{
+    return kind == StorageKind::UsbStick ? "USB stick" : "SD card";
+}
+
+QJsonValue bytesJson(const StorageState &state, quint64 bytes)
+{
+    return state.totalBytes == 0 ? QJsonValue() : QJsonValue(number(bytes));
+}
+
 QJsonValue millisecondsJson(qint64 us)
 {
     return us < 0 ? QJsonValue() : QJsonValue(static_cast<double>(us) / 1000.0);
@@ -144,16 +162,45 @@ QJsonObject stationJson(const StationReport &station)
             {"bytes_in", number(station.bytesIn)}};
 }
 
-class TableReport : public Report
+/// What both forms have in common. Of a device's changes, those of its free space alone would bury
+/// the others.
+class PrintedReport : public Report
 {
 public:
-    explicit TableReport(FILE *out) : m_out(out), m_in_place(isatty(fileno(out)) != 0) {}
+    explicit PrintedReport(FILE *out) : m_out(out) {}
+
+    void storage(StorageKind kind, const StorageState &state) override
+    {
+        const bool news = !m_storage.contains(kind) || isNews(m_storage[kind], state);
+        m_storage[kind] = state;
+        if (news)
+            printStorage(kind, state);
+    }
+
+protected:
+    virtual void printStorage(StorageKind kind, const StorageState &state) = 0;
+
+    FILE *const m_out;
+    QMap<StorageKind, StorageState> m_storage; ///< as last told
+
+private:
+    static bool isNews(const StorageState &before, const StorageState &now)
+    {
+        return before.mounted != now.mounted || before.busy != now.busy ||
+               before.path != now.path || before.totalBytes != now.totalBytes;
+    }
+};
+
+class TableReport : public PrintedReport
+{
+public:
+    explicit TableReport(FILE *out) : PrintedReport(out), m_in_place(isatty(fileno(out)) != 0) {}
 
     void round(const std::vector<TagView> &views, const SessionSummary &soFar) override
     {
         const QStringList lines = tableLines(views, soFar);
         if (m_in_place)
-            redraw(lines);
+            redraw(lines + storageLines());
         else
             print(lines);
     }
@@ -167,7 +214,23 @@ public:
         print(figureLines(summary));
     }
 
+protected:
+    /// A table that stands in place has a line for each device instead.
+    void printStorage(StorageKind kind, const StorageState &state) override
+    {
+        if (!m_in_place)
+            print({storageText(kind, state)});
+    }
+
 private:
+    QStringList storageLines() const
+    {
+        QStringList lines;
+        for (auto device = m_storage.begin(); device != m_storage.end(); ++device)
+            lines << storageText(device.key(), device.value());
+        return lines;
+    }
+
     void print(const QStringList &lines)
     {
         for (const QString &line : lines)
@@ -183,32 +246,37 @@ private:
         fflush(m_out);
     }
 
-    FILE *m_out;
     bool m_in_place;
 };
 
-class JsonReport : public Report
+class JsonReport : public PrintedReport
 {
 public:
-    explicit JsonReport(FILE *out) : m_out(out) {}
+    explicit JsonReport(FILE *out) : PrintedReport(out) {}
 
     void round(const std::vector<TagView> &views, const SessionSummary &) override
     {
-        const QString time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+        const QString time = now();
         for (const TagView &view : views)
             print(tagJson(view, time));
     }
 
     void end(const SessionSummary &summary) override { print(summaryJson(summary)); }
 
+protected:
+    void printStorage(StorageKind kind, const StorageState &state) override
+    {
+        print(storageJson(kind, state, now()));
+    }
+
 private:
+    static QString now() { return QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs); }
+
     void print(const QByteArray &line)
     {
         fprintf(m_out, "%s\n", line.constData());
         fflush(m_out);
     }
-
-    FILE *m_out;
 };
 
 } // namespace
@@ -238,6 +306,17 @@ QString ageText(qint64 ms)
     if (ms < 10000)
         return QString("%1 ms").arg(ms);
     return QString("%1 s").arg(static_cast<double>(ms) / 1000.0, 0, 'f', 1);
+}
+
+QString storageText(StorageKind kind, const StorageState &state)
+{
+    if (!state.mounted)
+        return kindText(kind) + ": none";
+    QString text = QString("%1 at %2").arg(kindText(kind), state.path);
+    if (state.totalBytes > 0)
+        text +=
+            QString(": %1 of %2 free").arg(bytesText(state.freeBytes), bytesText(state.totalBytes));
+    return state.busy ? text + ", busy" : text;
 }
 
 QString inPlace(const QStringList &lines, int columns, int rows)
@@ -288,6 +367,18 @@ QByteArray tagJson(const TagView &view, const QString &time)
                              {"age_ms", view.ageMs < 0 ? QJsonValue() : QJsonValue(view.ageMs)},
                              {"state", tagStateName(view.state)}};
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+QByteArray storageJson(StorageKind kind, const StorageState &state, const QString &time)
+{
+    const QJsonObject device{{"kind", kind == StorageKind::UsbStick ? "usb" : "card"},
+                             {"mounted", state.mounted},
+                             {"busy", state.busy},
+                             {"path", state.path},
+                             {"free_bytes", bytesJson(state, state.freeBytes)},
+                             {"total_bytes", bytesJson(state, state.totalBytes)}};
+    return QJsonDocument(QJsonObject{{"time", time}, {"storage", device}})
+        .toJson(QJsonDocument::Compact);
 }
 
 QByteArray summaryJson(const SessionSummary &summary)

@@ -12,6 +12,7 @@
 #include "hmi/desktop/line_monitor.h"
 #include "terminal/options.h"
 #include "terminal/session.h"
+#include "terminal/window/storage_state.h"
 
 /// A session's figures.
 struct SessionSummary {
@@ -23,17 +24,24 @@ struct SessionSummary {
     QString lastError;    ///< empty: there was none
 };
 
-/// Writes rounds and the final summary. One thread at a time.
+/// Shows a session. One thread at a time.
 class Report
 {
 public:
     virtual ~Report() {}
     virtual void round(const std::vector<TagView> &views, const SessionSummary &soFar) = 0;
+
+    /// Something about a stick or a card has changed, if only its free space.
+    virtual void storage(StorageKind kind, const StorageState &state) = 0;
+
     virtual void end(const SessionSummary &summary) = 0;
 
     /// \param out  not owned; a table is redrawn in place when this is a terminal
     static std::unique_ptr<Report> create(TerminalOptions::Format format, FILE *out);
 };
+
+/// "USB stick at /media/usb1: 14.2 MB of 16.0 MB free, busy"; "USB stick: none".
+QString storageText(StorageKind kind, const StorageState &state);
 
 /// The value of a tag, decimal and hexadecimal; items with blanks between them. The bits of a bit
 /// tag stand as such in the decimal text, the highest first.
@@ -52,6 +60,7 @@ QStringList tableLines(const std::vector<TagView> &views, const SessionSummary &
 
 /// One JSON object each, without line end.
 QByteArray tagJson(const TagView &view, const QString &time);
+QByteArray storageJson(StorageKind kind, const StorageState &state, const QString &time);
 QByteArray summaryJson(const SessionSummary &summary);
 
 #endif // TERMINAL_REPORT_H

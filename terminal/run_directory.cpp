@@ -38,18 +38,21 @@ bool place(const QByteArray &program, const QByteArray &target)
 
 } // namespace
 
-RunDirectory::RunDirectory()
+void RunDirectory::look()
 {
     const QByteArray told = qgetenv(HomeVariable);
-    if (told.startsWith(ownNumber()) && isOwnDirectory(QCoreApplication::applicationDirPath()))
+    const QString here = QCoreApplication::applicationDirPath();
+    if (told.startsWith(ownNumber()) && isOwnDirectory(here)) {
         m_home = QFile::decodeName(told.mid(ownNumber().size()));
+        m_directory = here;
+    }
     qunsetenv(HomeVariable);
 }
 
 RunDirectory::~RunDirectory()
 {
     if (entered())
-        QDir(QCoreApplication::applicationDirPath()).removeRecursively();
+        QDir(m_directory).removeRecursively();
 }
 
 QString RunDirectory::enter(char **argv) const

@@ -11,7 +11,11 @@
 class RunDirectory
 {
 public:
-    RunDirectory();
+    RunDirectory() = default;
+
+    /// Finds out whether the program already runs in its own directory. This and `enter` need an
+    /// application object.
+    void look();
 
     /// Removes the directory when the program runs in one.
     ~RunDirectory();
@@ -19,7 +23,6 @@ public:
     RunDirectory(const RunDirectory &) = delete;
     RunDirectory &operator=(const RunDirectory &) = delete;
 
-    /// Whether the program already runs in its own directory.
     bool entered() const { return !m_home.isEmpty(); }
 
     /// Starts the program anew there, with the same arguments.
@@ -31,6 +34,7 @@ public:
 
 private:
     QString m_home;
+    QString m_directory; ///< to be removed; empty outside it
 };
 
 #endif // TERMINAL_RUN_DIRECTORY_H

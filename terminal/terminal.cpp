@@ -2,14 +2,23 @@
 
 #include <chrono>
 #include <cstdio>
+#include <mutex>
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
 #include <QStringList>
+#include <QTimer>
+
+#include "hmi/desktop/desktop_platform.h"
+#include "terminal/storage_watch.h"
+#include "terminal/window_report.h"
 
 namespace
 {
+
+const int EndTickMs = 50;
 
 /// The first of some files that exists, or the last.
 QString firstExisting(const QStringList &files)
@@ -30,6 +39,7 @@ Terminal::Terminal(const TerminalOptions &options, const QString &home)
 
 void Terminal::setUp()
 {
+    setPlatformIsPanel(m_options.panel); // before anything that asks for it
     loadDriver();
     takeSettings();
     setUpProject();
@@ -39,10 +49,12 @@ void Terminal::setUp()
 
 ExitStatus Terminal::run(EndSignals *endSignals)
 {
-    const std::unique_ptr<Report> report = Report::create(m_options.format, stdout);
+    const std::unique_ptr<Report> report = makeReport();
+    std::mutex reporting; // rounds come from the communication thread, the rest from this one
     Session *current = nullptr;
     Session session(m_host.driver(), sessionLine(), m_tags, m_writes, m_options.periodMs,
                     [&](const std::vector<TagView> &views) {
+                        const std::lock_guard<std::mutex> lock(reporting);
                         report->round(views, summaryOf(*current));
                         if (std::ferror(stdout) != 0)
                             current->stop();
@@ -54,7 +66,13 @@ ExitStatus Terminal::run(EndSignals *endSignals)
         started = session.run();
         ended = true;
     });
-    waitForEnd(endSignals, ended);
+    {
+        const StorageWatch storage([&](StorageKind kind, const StorageState &state) {
+            const std::lock_guard<std::mutex> lock(reporting);
+            report->storage(kind, state);
+        });
+        waitForEnd(endSignals, ended);
+    }
     // Before the line is taken down: what fails from now on is no failure of the line.
     SessionSummary summary = summaryOf(session);
     end(&session, &communication);
@@ -202,6 +220,15 @@ void Terminal::writeDatabase()
 // ---- Running
 // -------------------------------------------------------------------------------------
 
+std::unique_ptr<Report> Terminal::makeReport() const
+{
+    std::unique_ptr<Report> printed = Report::create(m_options.format, stdout);
+    if (!m_options.window)
+        return printed;
+    return std::unique_ptr<Report>(
+        new WindowReport(m_tags, m_timing->stationid, m_options.periodMs, std::move(printed)));
+}
+
 SessionLine Terminal::sessionLine()
 {
     SessionLine line;
@@ -236,14 +263,23 @@ SessionSummary Terminal::summaryOf(const Session &session) const
     return summary;
 }
 
+/// Serves the main thread's events until the session is to end.
 void Terminal::waitForEnd(EndSignals *endSignals, const std::atomic<bool> &ended) const
 {
     const auto begin = std::chrono::steady_clock::now();
     const auto limit = std::chrono::seconds(m_options.durationS);
-    while (!ended && !endSignals->arrived()) {
-        if (m_options.durationS > 0 && std::chrono::steady_clock::now() - begin >= limit)
-            return;
-    }
+    const auto isOver = [&] {
+        return ended || endSignals->arrived() ||
+               (m_options.durationS > 0 && std::chrono::steady_clock::now() - begin >= limit);
+    };
+    QEventLoop loop;
+    QTimer tick;
+    QObject::connect(&tick, &QTimer::timeout, &loop, [&] {
+        if (isOver())
+            loop.quit();
+    });
+    tick.start(EndTickMs);
+    loop.exec();
 }
 
 /// Ends whatever waits: the session, the line, the driver with its thread, in this order.

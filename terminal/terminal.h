@@ -55,6 +55,7 @@ private:
     QString startSimulator();
     void openTrace();
     void writeDatabase();
+    std::unique_ptr<Report> makeReport() const;
     SessionLine sessionLine();
     bool isFailing(int station) const;
     SessionSummary summaryOf(const Session &session) const;

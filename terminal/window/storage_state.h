@@ -5,6 +5,8 @@
 
 #include <QString>
 
+enum class StorageKind { UsbStick, SdCard };
+
 /// A USB stick or a memory card.
 struct StorageState {
     bool mounted = false;
