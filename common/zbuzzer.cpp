@@ -57,11 +57,10 @@ bool playable(int duration, int frequency)
 }
 
 /// The child's side of a fork: only what is safe beside threads that may hold locks.
-void becomeShell(const char *command, int output)
+void becomeShell(const char *command, int output, int error)
 {
-    const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-    ::dup2(nowhere, STDERR_FILENO);
     ::dup2(output, STDOUT_FILENO);
+    ::dup2(error, STDERR_FILENO);
     ::execl("/bin/sh", "sh", "-c", command, static_cast<char *>(nullptr));
     ::_exit(127);
 }
@@ -356,15 +355,15 @@ void ZBuzzer::_system(const char *command, char *buffer)
         qDebug("no pipe to the shell: %s", std::strerror(errno));
         return;
     }
+    const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
     const pid_t child = ::fork();
     if (child == 0)
-        becomeShell(command, ends[1]);
-    const int error = errno;
+        becomeShell(command, ends[1], nowhere);
+    if (child < 0)
+        qDebug("no shell: %s", std::strerror(errno));
+    ::close(nowhere);
     ::close(ends[1]);
-    if (child > 0)
-        readByte(ends[0], buffer);
-    else
-        qDebug("no shell: %s", std::strerror(error));
+    readByte(ends[0], buffer); // at once the end, when there is no child
     ::close(ends[0]);
     if (child > 0)
         reap(child);

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <fstream>
@@ -18,6 +17,7 @@
 #include <unistd.h>
 
 #include <QDir>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <gmock/gmock.h>
@@ -67,20 +67,20 @@ extern "C" pid_t waitpid(pid_t child, int *status, int options)
 namespace
 {
 
-/// The descriptors of this process that a program it starts inherits, and all of them.
+/// The descriptors of this process that are pipes or "/dev/null"; if told so, only those that a
+/// program which it starts inherits. The board has sockets that come and go.
 std::set<int> descriptors(bool inheritedOnly)
 {
     std::set<int> found;
-    DIR *const directory = ::opendir("/proc/self/fd");
-    while (const dirent *const entry = ::readdir(directory)) {
-        const int descriptor = std::atoi(entry->d_name);
-        const bool isNumber = entry->d_name[0] != '.';
-        if (!isNumber || descriptor == ::dirfd(directory))
-            continue;
-        if (!inheritedOnly || (::fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0)
+    const QDir directory(QString::fromLatin1("/proc/self/fd"));
+    for (const QFileInfo &entry : directory.entryInfoList(QDir::AllEntries | QDir::System)) {
+        const QString target = entry.symLinkTarget();
+        const int descriptor = entry.fileName().toInt();
+        const bool isOurs =
+            target.contains(QLatin1String("pipe:")) || target == QLatin1String("/dev/null");
+        if (isOurs && (!inheritedOnly || (::fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0))
             found.insert(descriptor);
     }
-    ::closedir(directory);
     return found;
 }
 

@@ -264,9 +264,8 @@ TEST_F(OnlyBuzzer, IsTheSameForEveryThread)
 
 TEST_F(OnlyBuzzer, DrivesTheBoard)
 {
-    ZBuzzer::getInstance()->makeSound(20, 2900);
+    ZBuzzer::getInstance()->makeSound(INT_MAX, 2900);
     EXPECT_TRUE(eventually([this] { return board.text("pwm0/enable") == "1"; }));
-    EXPECT_TRUE(eventually([this] { return board.text("pwm0/enable") == "0"; }));
     EXPECT_EQ("689654", board.text("pwm0/period"));
     EXPECT_EQ("344827", board.text("pwm0/duty_cycle"));
 }
