@@ -21,11 +21,11 @@ const int Steps = 5;               ///< of a slide
 
 const int HeaderHeight = 24; ///< pixels, as all below
 const int SideMargin = 8;
-const int BottomMargin = 8;
 const int RowHeight = 60;
 const int RowPitch = 61;
-const int RowInset = 4;      ///< what a row is narrower than the list
-const int HeightMargin = 40; ///< what the panel is higher than its rows
+const int RowInset = 4;                               ///< what a row is narrower than the list
+const int HeightMargin = 40;                          ///< what the panel is higher than its rows
+const int BottomMargin = HeightMargin - HeaderHeight; ///< so that the list shows whole rows
 const int GripWidth = 48;
 const int GripHeight = 4;
 
@@ -67,7 +67,7 @@ MessageCenter::MessageCenter(QSize maximumSize, QSize initialSize, int mode, QRe
       m_hide_timer(newTimer("timer_hide", HideInterval, SLOT(_hideWrapper()))),
       m_reject_message(false), m_direction(XIncreasing), m_step(0), m_distance(0), m_target(0),
       m_list_widget(new MessageCenterListWidget(this)), m_in_queued_call(false),
-      m_messages_held(false), m_held_instant(false)
+      m_queued_messages(0), m_messages_held(false), m_held_instant(false)
 {
     setAttribute(Qt::WA_ShowWithoutActivating);
     setFixedSize(initialSize);
@@ -140,10 +140,23 @@ void MessageCenter::showMessageAsync(const QString &title, const QString &text, 
 {
     if (m_reject_message)
         return;
-    if (m_in_queued_call)
-        holdMessage(sender(), rowText(title, text), showInstant);
-    else
+    if (mayShowNow())
         _showMessage(sender(), title, text, showInstant);
+    else
+        holdMessage(sender(), rowText(title, text), showInstant);
+}
+
+/// A round of the event queue shows as many messages one by one as there can be rows.
+bool MessageCenter::mayShowNow()
+{
+    if (!m_in_queued_call)
+        return true;
+    if (m_queued_messages == 0)
+        QMetaObject::invokeMethod(this, "showHeldMessages", Qt::QueuedConnection);
+    if (m_queued_messages == MaxRows)
+        return false;
+    ++m_queued_messages;
+    return true;
 }
 
 void MessageCenter::testMessage()
@@ -192,7 +205,7 @@ void MessageCenter::addRow(QObject *sender, const QString &text)
     MessageCenterItemWidget *widget = new MessageCenterItemWidget;
     widget->setMessage(text);
     widget->setFixedSize(m_list_widget->width() - RowInset, RowHeight);
-    item->setSizeHint(widget->size());
+    item->setSizeHint(QSize(widget->width(), RowPitch));
     m_list_widget->insertItem(0, item);
     m_list_widget->setItemWidget(item, widget);
     m_list_widget->scrollToTop();
@@ -252,7 +265,8 @@ void MessageCenter::forgetSender(QObject *sender)
     }
 }
 
-// ---- Messages held back while the event queue is worked off -------------------------------------
+// ---- Messages held back while too many are queued
+// -------------------------------------------------
 
 void MessageCenter::holdMessage(QObject *sender, const QString &text, bool showInstant)
 {
@@ -262,10 +276,8 @@ void MessageCenter::holdMessage(QObject *sender, const QString &text, bool showI
     }
     while (m_held_messages.size() > MaxRows)
         m_held_messages.removeFirst();
-    m_held_instant = showInstant;
-    if (!m_messages_held)
-        QMetaObject::invokeMethod(this, "showHeldMessages", Qt::QueuedConnection);
     m_messages_held = true;
+    m_held_instant = showInstant;
 }
 
 bool MessageCenter::setHeldText(QObject *sender, const QString &text)
@@ -296,8 +308,10 @@ void MessageCenter::addHeldRows()
     }
 }
 
+/// Comes with the next round of the event queue.
 void MessageCenter::showHeldMessages()
 {
+    m_queued_messages = 0;
     if (!m_messages_held)
         return;
     addHeldRows();
@@ -382,10 +396,17 @@ void MessageCenter::updatePositions()
 void MessageCenter::instantShow()
 {
     m_animation_timer->stop();
-    setVisible(true);
-    raise();
+    showOnTop();
     move(m_shown_position);
     m_hide_timer->start();
+}
+
+/// Above its siblings; a window of its own stays on top anyway.
+void MessageCenter::showOnTop()
+{
+    setVisible(true);
+    if (!isWindow())
+        raise();
 }
 
 void MessageCenter::instantHide()
@@ -398,8 +419,7 @@ void MessageCenter::instantHide()
 void MessageCenter::animatedShow()
 {
     move(m_hidden_position);
-    setVisible(true);
-    raise();
+    showOnTop();
     slide(showDirection(), m_hidden_position, m_shown_position);
     m_hide_timer->start();
 }
@@ -509,5 +529,5 @@ void MessageCenter::paintEvent(QPaintEvent *)
     painter.drawRect(rect().adjusted(0, 0, -1, -1));
     const QRect grip((width() - GripWidth) / 2, (HeaderHeight - GripHeight) / 2, GripWidth,
                      GripHeight);
-    painter.fillRect(grip, rows.color(QPalette::Text));
+    painter.fillRect(grip, rows.color(QPalette::WindowText));
 }

@@ -23,8 +23,9 @@ class QTimer;
 /// text. The panel compares such keys and never looks into the objects, which may be gone when
 /// their message arrives.
 ///
-/// Messages that arrive through the event queue while it is being worked off are shown together:
-/// their number costs no more rows, memory or time than 100 of them.
+/// When more than 100 messages wait in the event queue, all beyond them are shown together in the
+/// next round: a flood of messages costs memory and time for few rows and leaves the user interface
+/// its turn.
 ///
 /// Threads: the user-interface thread only. Other threads reach the slots through queued signals.
 ///
@@ -130,6 +131,7 @@ private:
 
     void _showMessage(QObject *sender, const QString &title, const QString &text, bool showInstant);
     void showPanel(bool instant);
+    bool mayShowNow();
     bool setRowText(QObject *sender, const QString &text);
     void addRow(QObject *sender, const QString &text);
     void removeOldestRows();
@@ -141,6 +143,7 @@ private:
     void dropHeldMessage(QObject *sender);
     void addHeldRows();
 
+    void showOnTop();
     int heightForRows(int rows) const;
     void setPanelHeight(int panel_height);
     void updatePositions();
@@ -169,6 +172,7 @@ private:
     QHash<QObject *, QListWidgetItem *> m_items; ///< the senders' rows; senders are keys only
 
     bool m_in_queued_call;              ///< a queued signal is being delivered
+    int m_queued_messages;              ///< shown in this round of the event queue
     QList<HeldMessage> m_held_messages; ///< new rows, oldest first
     bool m_messages_held;               ///< the panel is to be shown, if only for changed texts
     bool m_held_instant;                ///< how; the last message decides

@@ -38,10 +38,18 @@ protected:
     {
         const int line_height = fontMetrics().lineSpacing();
         const int room = std::max((height() - 2 * LineMargin) / line_height, 1);
-        const QStringList lines = messageLines(text(), font(), width(), room);
-        QRect line_rect(0, (height() - lines.size() * line_height) / 2, width(), line_height);
+        const MessageLines lines = messageLines(text(), font(), width(), room);
+        const int count = lines.text.size() + (lines.title.isEmpty() ? 0 : 1);
+
         QPainter painter(this);
-        foreach (const QString &line, lines) {
+        QRect line_rect(0, (height() - count * line_height) / 2, width(), line_height);
+        if (!lines.title.isEmpty()) {
+            painter.setPen(palette().color(QPalette::WindowText));
+            drawLine(&painter, line_rect, lines.title);
+            line_rect.translate(0, line_height);
+        }
+        painter.setPen(palette().color(QPalette::Text));
+        foreach (const QString &line, lines.text) {
             drawLine(&painter, line_rect, line);
             line_rect.translate(0, line_height);
         }

@@ -13,8 +13,7 @@ class QPushButton;
 /// A message and the button that removes it.
 ///
 /// The message is plain text whatever it holds. It never makes the row larger: what does not fit
-/// is wrapped, then elided (`messageLines`). `WindowText` on `Window` of the palette is the text
-/// on the row, `Mid` the line below.
+/// is wrapped, then elided (`messageLines`). Its colours come from the palette: `rowPalette`.
 ///
 /// Threads: the user-interface thread only.
 class MessageCenterItemWidget : public QWidget

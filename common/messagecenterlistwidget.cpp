@@ -18,9 +18,9 @@ namespace
 {
 
 const int WheelStep = 200; ///< eighths of a degree
-const int RowGap = 1;      ///< pixels
 const int ButtonSide = 48; ///< pixels; a finger's
 const int IconSide = 32;   ///< pixels
+const int LabelPoints = 8; // a strip as wide as a button takes "100/100"
 const int LabelHeight = 18;
 const int Gap = 4; ///< around the buttons, pixels
 
@@ -33,11 +33,15 @@ MessageCenterListWidget::MessageCenterListWidget(QWidget *parent)
     m_up_button = newButton("pushButton_up", ":/images/up_arrow.png", SLOT(previousClicked()));
     m_down_button = newButton("pushButton_down", ":/images/down_arrow.png", SLOT(nextClicked()));
     m_page_label->setObjectName(QLatin1String("label_page"));
+    QFont label_font;
+    label_font.setPointSize(LabelPoints);
+    label_font.setWeight(QFont::Bold);
+    m_page_label->setFont(label_font);
     m_page_label->setAutoFillBackground(true);
     m_page_label->setBackgroundRole(QPalette::Base);
+    m_page_label->setForegroundRole(QPalette::WindowText);
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::NoFocus);
-    setSpacing(RowGap);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     connect(verticalScrollBar(), SIGNAL(valueChanged(int)), this, SLOT(determineScrollVisible()));
@@ -110,7 +114,13 @@ void MessageCenterListWidget::resizeEvent(QResizeEvent *event)
 
 bool MessageCenterListWidget::allRowsFit()
 {
-    return count() < 2 || count() * (RowGap + sizeHintForRow(0)) <= viewport()->height();
+    return count() < 2 || count() + count() * rowHeight() <= viewport()->height();
+}
+
+int MessageCenterListWidget::rowHeight()
+{
+    const QWidget *const first = itemWidget(item(0));
+    return first ? first->height() : sizeHintForRow(0);
 }
 
 int MessageCenterListWidget::firstVisibleRow()

@@ -9,8 +9,8 @@ class QLabel;
 class QPushButton;
 
 /// A list without scroll bars: two buttons and a label that tells the first visible row appear over
-/// its right end when the rows do not fit. Rows of the class `MessageCenterItemWidget` keep clear
-/// of them.
+/// its right end when the rows, with one pixel between them, do not fit. Rows of the class
+/// `MessageCenterItemWidget` keep clear of them.
 ///
 /// Threads: the user-interface thread only.
 class MessageCenterListWidget : public QListWidget
@@ -45,6 +45,7 @@ private:
     QPushButton *newButton(const char *name, const char *image, const char *slot);
     void scrollBy(int delta);
     bool allRowsFit();
+    int rowHeight();
     int firstVisibleRow();
     int placeScroll();
     void setRowMargins(int pixels);

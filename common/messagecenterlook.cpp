@@ -6,16 +6,17 @@
 namespace
 {
 
-const QRgb DarkInk = 0xFF101418;
+const QRgb DarkInk = 0xFF000000;
 const QRgb LightInk = 0xFFFFFFFF;
 const QRgb ButtonFace = 0xFF2C3E50;
 const QRgb PressedFace = 0xFF0B5FA5;
-const QRgb ButtonEdge = 0xFFB4C2CF;
+const QRgb ButtonEdge = 0xFFF0F4F8;
 const double ButtonRadius = 5;
 const double ButtonGap = 2.5; ///< between the button's bounds and its edge, pixels
 
 const double RowShade = 0.22; ///< of the way from the panel's colour to what is darkest under light
                               ///< ink, or lightest under dark ink
+const double TextShade = 0.20; ///< of the way from a title's ink to the row's colour
 const double LineShade = 0.30; ///< of the way from the row's colour to its ink
 
 /// A channel of sRGB, 0 to 1, as light.
@@ -62,9 +63,9 @@ QPalette rowPalette(const QColor &panel)
         blend(ground, ink == QColor(LightInk) ? QColor(Qt::black) : QColor(Qt::white), RowShade);
     QPalette palette;
     palette.setColor(QPalette::Base, ground);
-    palette.setColor(QPalette::Text, ink);
     palette.setColor(QPalette::Window, row);
     palette.setColor(QPalette::WindowText, ink);
+    palette.setColor(QPalette::Text, blend(ink, row, TextShade));
     palette.setColor(QPalette::Mid, blend(row, ink, LineShade));
     return palette;
 }

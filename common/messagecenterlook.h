@@ -7,12 +7,13 @@
 #include <QPalette>
 #include <QPushButton>
 
-/// The colour of text that is read best on a background, near black or white: the contrast ratio is
+/// The colour of text that is read best on a background, black or white: the contrast ratio is
 /// 4.5 or more on every opaque colour.
 QColor readableInk(const QColor &background);
 
 /// The colours of the rows on a panel of this colour, whose alpha does not count. Window is the
-/// row, WindowText its text, Mid the line below it, Base and Text the ground between the rows.
+/// row, WindowText its title, Text its text, Mid the line below it, and Base the ground between the
+/// rows. Titles and texts have a contrast ratio of 4.5 or more.
 QPalette rowPalette(const QColor &panel);
 
 /// A button that looks the same, and is found as easily, on a panel of any colour and under any

@@ -109,6 +109,8 @@ QStringList takeLines(QString *paragraph, const QFont &font, int width, int coun
 QStringList wrapped(QStringList paragraphs, const QFont &font, int width, int count)
 {
     QStringList lines;
+    if (count <= 0)
+        return lines;
     while (!paragraphs.isEmpty() && lines.size() < count - 1) {
         lines << takeLines(&paragraphs.first(), font, width, count - 1 - lines.size());
         if (paragraphs.first().isEmpty())
@@ -121,13 +123,15 @@ QStringList wrapped(QStringList paragraphs, const QFont &font, int width, int co
 
 } // namespace
 
-QStringList messageLines(const QString &text, const QFont &font, int width, int count)
+MessageLines messageLines(const QString &message, const QFont &font, int width, int count)
 {
+    MessageLines lines;
     if (width <= 0 || count <= 0)
-        return QStringList();
-    QStringList paragraphs = shownParagraphs(text);
-    QStringList lines;
-    if (paragraphs.size() > 1 && !isLineBreak(text.at(0)))
-        lines << elided(paragraphs.takeFirst(), font, width);
-    return lines << wrapped(paragraphs, font, width, count - lines.size());
+        return lines;
+    QStringList paragraphs = shownParagraphs(message);
+    const bool titled = paragraphs.size() > 1 && !isLineBreak(message.at(0));
+    if (titled)
+        lines.title = elided(paragraphs.takeFirst(), font, width);
+    lines.text = wrapped(paragraphs, font, width, titled ? count - 1 : count);
+    return lines;
 }
