@@ -65,6 +65,11 @@ bool isDoubtful(TagState state)
     return state != TagState::Ok;
 }
 
+QRectF signSquare(const QRect &room, int side)
+{
+    return QRectF(room.left(), room.top() + (room.height() - side) / 2.0, side, side);
+}
+
 void paintStateSign(QPainter *painter, const QRectF &room, TagState state)
 {
     const QColor colour(stateText(state));

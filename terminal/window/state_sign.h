@@ -20,6 +20,9 @@ bool isDoubtful(TagState state);
 /// \param room  a square
 void paintStateSign(QPainter *painter, const QRectF &room, TagState state);
 
+/// The square for a sign that stands at the left of a room, in the middle of its height.
+QRectF signSquare(const QRect &room, int side);
+
 /// A pen's number on its colour.
 /// \param room  a square
 /// \param pen   0 to TagTableModel::Pens - 1

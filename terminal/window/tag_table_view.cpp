@@ -54,7 +54,7 @@ private:
         if (!ofPen && index.column() != TagTableModel::State)
             return;
         const int side = Theme::scaled(font, SignSize);
-        const QRectF square(room->left(), room->center().y() - side / 2, side, side);
+        const QRectF square = signSquare(*room, side);
         painter->setFont(font);
         if (ofPen)
             paintPenSign(painter, square, pen);
@@ -99,7 +99,6 @@ TagTableView::TagTableView(QAbstractItemModel *model, QWidget *parent) : TouchTa
     horizontalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     horizontalHeader()->setSectionResizeMode(TagTableModel::Name, QHeaderView::Stretch);
     connect(model, &QAbstractItemModel::modelReset, this, &TagTableView::fitColumns);
-    fitColumns();
 }
 
 void TagTableView::fitColumns()

@@ -33,7 +33,7 @@ const int BelowTableShare = 1;
 const int TrendShare = 5;
 const int LineShare = 3;
 
-const char PensTaken[] = "Four at most: touch one here to free it.";
+const char PensTaken[] = "Four at most: free one first.";
 
 qint64 steadyMs()
 {
@@ -162,6 +162,7 @@ void TerminalWindow::fitTexts(const QSize &size)
     if (fitting == font())
         return;
     setFont(fitting);
+    m_bar->setFixedHeight(Theme::scaled(fitting, Theme::BarHeight));
     m_tabs->setFont(fitting);
     m_tabs->setStyleSheet(Theme::tabBarStyle(fitting));
     fitTables();

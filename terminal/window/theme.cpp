@@ -23,7 +23,7 @@ const char TabBarSheet[] = R"(
 QTabBar { background: transparent; }
 QTabBar::tab { background: %1; color: %2; border: none; min-height: %3px; min-width: %4px;
     padding: 0 %5px; margin-right: 2px; }
-QTabBar::tab:selected { background: %6; color: %7; font-weight: bold; }
+QTabBar::tab:selected { background: %6; color: %7; }
 QTabBar::tab:pressed { background: %8; }
 )";
 const char TableSheet[] = R"(

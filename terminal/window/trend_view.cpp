@@ -29,10 +29,10 @@ const char Invitation[] = "Touch up to four rows of the table\nto draw their val
 /// The item that is drawn, and what is to be thought of it.
 QString legendValue(const TagView &view)
 {
-    const QString value = view.items.isEmpty() ? "-" : QString::number(view.items.first());
-    if (!isDoubtful(view.state))
-        return value;
-    return QString("? %1 (%2)").arg(value, tagStateName(view.state));
+    QString value = view.items.isEmpty() ? "-" : QString::number(view.items.first());
+    if (isDoubtful(view.state))
+        value = QString("? %1 (%2)").arg(value, tagStateName(view.state));
+    return value;
 }
 
 } // namespace
@@ -198,7 +198,8 @@ void TrendView::paintScale(QPainter *painter) const
     const QRect area = plotArea();
     painter->setFont(Theme::smallFont(font()));
     const int line = painter->fontMetrics().height();
-    for (double mark = m_scale.bottom; mark <= m_scale.top; mark += m_scale.step) {
+    for (int i = 0; i <= qRound((m_scale.top - m_scale.bottom) / m_scale.step); ++i) {
+        const double mark = m_scale.bottom + i * m_scale.step;
         const int y = qRound(position({m_now, mark}).y());
         painter->setPen(QColor(Theme::Rule));
         painter->drawLine(area.left(), y, area.right(), y);
@@ -270,7 +271,7 @@ void TrendView::paintLegend(QPainter *painter, int pen) const
     const int line = QFontMetrics(Theme::smallFont(font())).height();
     const QRect upper(cell.left() + gap, cell.center().y() - line, side, line);
     const QRect lower(upper.left(), cell.center().y(), side, line);
-    paintPenSign(painter, QRectF(upper.left(), upper.center().y() - side / 2, side, side), pen);
+    paintPenSign(painter, signSquare(upper, side), pen);
     painter->setPen(lineOf(pen));
     painter->drawLine(lower.left(), lower.center().y(), lower.right(), lower.center().y());
     const int left = upper.right() + 1 + gap;
