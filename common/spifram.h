@@ -95,7 +95,8 @@ private:
     std::mutex m_mutex; ///< serialises `read` and `write`, all of their frames included
 };
 
-/// The object of `SpiFram::instance()`; null before the first call.
+/// The object of `SpiFram::instance()`, for threads that called it or were started later; null
+/// before the first call.
 extern SpiFram *g_pSpiFram;
 
 #endif // COMMON_SPIFRAM_H

@@ -139,6 +139,11 @@ struct Refusal {
     const char *message;
 };
 
+void PrintTo(const Refusal &refusal, std::ostream *out)
+{
+    *out << refusal.message;
+}
+
 class SpiFramRefusedSetUp : public FramBed, public testing::WithParamInterface<Refusal>
 {
 };
@@ -212,6 +217,7 @@ TEST_F(SpiFramSetUp, IsOneObjectForThreadsThatAskAtOnce)
     std::atomic<int> waiting(8);
     std::vector<SpiFram *> seen(8);
     std::vector<std::thread> threads;
+    threads.reserve(seen.size());
     for (SpiFram *&slot : seen) {
         threads.emplace_back([&] {
             --waiting;
@@ -274,6 +280,11 @@ struct Wrap {
     const char *writeFrame;
     int chipAddress;
 };
+
+void PrintTo(const Wrap &wrap, std::ostream *out)
+{
+    *out << wrap.address;
+}
 
 class SpiFramAddresses : public FramBed, public testing::WithParamInterface<Wrap>
 {
@@ -400,6 +411,11 @@ struct LostMessage {
     std::vector<std::string> log; ///< what is logged
     bool done;                    ///< whether the write counts as done
 };
+
+void PrintTo(const LostMessage &lost, std::ostream *out)
+{
+    *out << "message " << lost.skipped;
+}
 
 class SpiFramWriteLosing : public FramBed, public testing::WithParamInterface<LostMessage>
 {
@@ -535,11 +551,13 @@ bool comeInThrees(const std::vector<std::string> &frames)
 
 TEST_F(SpiFramThreads, NoAccessGoesBetweenTheMessagesOfAnother)
 {
+    const int ThreadCount = 4;
     const int Rounds = 40;
     open();
     std::atomic<int> wrong(0);
     std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number) {
+    threads.reserve(ThreadCount);
+    for (int number = 0; number < ThreadCount; ++number) {
         threads.emplace_back([this, number, &wrong] {
             const unsigned int address = static_cast<unsigned int>(number) * 2;
             for (int round = 0; round < Rounds; ++round) {
@@ -555,7 +573,7 @@ TEST_F(SpiFramThreads, NoAccessGoesBetweenTheMessagesOfAnother)
         thread.join();
     }
     EXPECT_EQ(0, wrong);
-    EXPECT_EQ(4u * Rounds * 4u, bed.frames().size());
+    EXPECT_EQ(4u * Rounds * ThreadCount, bed.frames().size());
     EXPECT_TRUE(comeInThrees(bed.frames()));
 }
 

@@ -5,9 +5,7 @@
 #include <random>
 
 using testing::Contains;
-using testing::Each;
 using testing::IsEmpty;
-using testing::Not;
 
 namespace
 {

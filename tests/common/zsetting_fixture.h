@@ -82,22 +82,13 @@ protected:
         }
     }
 
-    std::vector<int> table()
+    static std::vector<int> table()
     {
-        std::vector<int> values;
-        for (int i = 0; i < SettingCount; ++i) {
-            values.push_back(store()->getSettingValue(i));
-        }
-        return values;
+        return allSettings([](int setting) { return store()->getSettingValue(setting); });
     }
-
     std::vector<int> chipTable()
     {
-        std::vector<int> values;
-        for (int i = 0; i < SettingCount; ++i) {
-            values.push_back(inChip(i));
-        }
-        return values;
+        return allSettings([this](int setting) { return inChip(setting); });
     }
 
     /// What the chip says the sum is, less what it is.
@@ -111,6 +102,15 @@ protected:
     }
 
 private:
+    static std::vector<int> allSettings(const std::function<int(int setting)> &value)
+    {
+        std::vector<int> values(SettingCount);
+        for (int i = 0; i < SettingCount; ++i) {
+            values[static_cast<size_t>(i)] = value(i);
+        }
+        return values;
+    }
+
     int m_argc;
     char m_name;
     char *m_argv;

@@ -3,11 +3,8 @@
 #include <climits>
 #include <cstdio>
 
-using testing::AllOf;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::IsEmpty;
 using testing::StartsWith;
 
@@ -174,6 +171,11 @@ struct Kept {
     int value;
     int kept;
 };
+
+void PrintTo(const Kept &kept, std::ostream *out)
+{
+    *out << kept.value;
+}
 
 class ZSettingValues : public ZSettingTest, public testing::WithParamInterface<Kept>
 {

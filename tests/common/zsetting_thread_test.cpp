@@ -6,7 +6,6 @@
 #include <thread>
 
 using testing::Each;
-using testing::IsEmpty;
 
 namespace
 {
@@ -20,6 +19,7 @@ void inThreads(int count, const std::function<void(int number)> &function)
 {
     std::atomic<int> running(count);
     std::vector<std::thread> threads;
+    threads.reserve(static_cast<size_t>(count));
     for (int number = 0; number < count; ++number) {
         threads.emplace_back([&running, &function, number] {
             function(number);

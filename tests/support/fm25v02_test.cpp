@@ -97,6 +97,11 @@ struct Protection {
     int lastWritable; ///< -1 for none
 };
 
+void PrintTo(const Protection &protection, std::ostream *out)
+{
+    *out << protection.status;
+}
+
 class Fm25v02Protection : public testing::TestWithParam<Protection>
 {
 };

@@ -106,6 +106,30 @@ private:
     UMockdevIoctlData *m_data;
 };
 
+// The transfers of a message, an array of structures.
+size_t transferCount(const Data &array)
+{
+    return static_cast<size_t>(array.content().size()) / sizeof(spi_ioc_transfer);
+}
+
+spi_ioc_transfer transferAt(const Data &array, size_t index)
+{
+    const QByteArray content = array.content();
+    spi_ioc_transfer transfer;
+    memcpy(&transfer, content.constData() + index * sizeof transfer, sizeof transfer);
+    return transfer;
+}
+
+size_t sentPointer(size_t index)
+{
+    return index * sizeof(spi_ioc_transfer) + offsetof(spi_ioc_transfer, tx_buf);
+}
+
+size_t receivedPointer(size_t index)
+{
+    return index * sizeof(spi_ioc_transfer) + offsetof(spi_ioc_transfer, rx_buf);
+}
+
 bool isMessage(unsigned long request)
 {
     return _IOC_TYPE(request) == SPI_IOC_MAGIC && _IOC_NR(request) == 0;
@@ -128,6 +152,8 @@ struct SpidevBed::Redirection {
 
     static gboolean handle(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer);
     static Answer handleMessage(SpidevBed *bed, unsigned long request, UMockdevIoctlData *argument);
+    static std::vector<Transfer> transfersIn(const Data &array);
+    static void handBack(const std::vector<Transfer> &transfers, const Data &array);
     static Answer handleSetUp(SpidevBed *bed, unsigned long request, UMockdevIoctlData *argument);
 
     UMockdevIoctlBase *const handler;
@@ -161,30 +187,37 @@ SpidevBed::Answer SpidevBed::Redirection::handleMessage(SpidevBed *bed, unsigned
                                                         UMockdevIoctlData *argument)
 {
     const Data array(argument, 0, _IOC_SIZE(request));
-    const QByteArray structures = array.content();
-    std::vector<Transfer> transfers;
-    for (int at = 0; at < structures.size(); at += static_cast<int>(sizeof(spi_ioc_transfer))) {
-        spi_ioc_transfer wanted;
-        memcpy(&wanted, structures.constData() + at, sizeof wanted);
-        Transfer transfer = {QByteArray(), QByteArray(), static_cast<int>(wanted.len),
-                             wanted.speed_hz, wanted.bits_per_word};
-        if (wanted.tx_buf != 0) {
-            const size_t pointer = static_cast<size_t>(at) + offsetof(spi_ioc_transfer, tx_buf);
-            transfer.sent = Data(array.raw(), pointer, wanted.len).content();
-        }
-        transfers.push_back(transfer);
-    }
+    std::vector<Transfer> transfers = transfersIn(array);
     const Answer answer = bed->message(&transfers);
-    for (size_t i = 0; answer.result >= 0 && i < transfers.size(); ++i) {
-        const size_t start = i * sizeof(spi_ioc_transfer);
-        spi_ioc_transfer wanted;
-        memcpy(&wanted, structures.constData() + start, sizeof wanted);
-        if (wanted.rx_buf != 0) {
-            const size_t pointer = start + offsetof(spi_ioc_transfer, rx_buf);
-            Data(array.raw(), pointer, wanted.len).assign(transfers[i].received);
-        }
+    if (answer.result >= 0) {
+        handBack(transfers, array);
     }
     return answer;
+}
+
+std::vector<SpidevBed::Transfer> SpidevBed::Redirection::transfersIn(const Data &array)
+{
+    std::vector<Transfer> transfers(transferCount(array));
+    for (size_t i = 0; i < transfers.size(); ++i) {
+        const spi_ioc_transfer wanted = transferAt(array, i);
+        transfers[i].length = static_cast<int>(wanted.len);
+        transfers[i].speed = wanted.speed_hz;
+        transfers[i].bits = wanted.bits_per_word;
+        if (wanted.tx_buf != 0) {
+            transfers[i].sent = Data(array.raw(), sentPointer(i), wanted.len).content();
+        }
+    }
+    return transfers;
+}
+
+void SpidevBed::Redirection::handBack(const std::vector<Transfer> &transfers, const Data &array)
+{
+    for (size_t i = 0; i < transfers.size(); ++i) {
+        const spi_ioc_transfer wanted = transferAt(array, i);
+        if (wanted.rx_buf != 0) {
+            Data(array.raw(), receivedPointer(i), wanted.len).assign(transfers[i].received);
+        }
+    }
 }
 
 SpidevBed::Answer SpidevBed::Redirection::handleSetUp(SpidevBed *bed, unsigned long request,
