@@ -3,13 +3,12 @@
 #ifndef TESTS_TERMINAL_WINDOW_TAG_VIEWS_H
 #define TESTS_TERMINAL_WINDOW_TAG_VIEWS_H
 
-#include <gtest/gtest.h>
-
 #include <QList>
 #include <QString>
 
 #include <vector>
 
+#include "common/qtcompat.h"
 #include "terminal/session.h"
 
 const int DefaultStation = 1;
@@ -19,9 +18,9 @@ inline TagView tagView(const QString &name, const QString &address, const QList<
 {
     TagView view;
     QString error;
-    EXPECT_TRUE(
-        parseTag(name, address, "dword", QString::number(qMax(1, items.size())), &view.tag, &error))
-        << error.toStdString();
+    const bool parsed =
+        parseTag(name, address, "dword", QString::number(qMax(1, items.size())), &view.tag, &error);
+    assert(parsed);
     view.station = view.tag.station == Tag::DefaultStation ? DefaultStation : view.tag.station;
     view.items = items;
     view.state = state;
