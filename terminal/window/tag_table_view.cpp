@@ -23,7 +23,12 @@ const ColumnRoom ColumnRooms[] = {{TagTableModel::Station, "Station"},
                                   {TagTableModel::State, "waiting"}};
 const char WidestAddress[] = "255-PA0011234.31"; ///< that is not cut
 const int SignSize = 16;
-const int CellMargin = 8; ///< on either side
+const int CellMargin = Theme::Gap; ///< on either side
+
+int marginOf(const QFont &font)
+{
+    return Theme::scaled(font, CellMargin);
+}
 
 class TagDelegate : public QStyledItemDelegate
 {
@@ -38,7 +43,8 @@ public:
         painter->fillRect(option.rect, QColor(stateSurface(state)));
         painter->setPen(QColor(Theme::Rule));
         painter->drawLine(option.rect.bottomLeft(), option.rect.bottomRight());
-        QRect room = option.rect.adjusted(CellMargin, 0, -CellMargin, 0);
+        const int margin = marginOf(option.font);
+        QRect room = option.rect.adjusted(margin, 0, -margin, 0);
         paintSign(painter, option.font, index, &room);
         paintText(painter, option.font, index, room);
         painter->restore();
@@ -61,7 +67,7 @@ private:
         else
             paintStateSign(painter, square,
                            static_cast<TagState>(index.data(TagTableModel::StateRole).toInt()));
-        room->setLeft(room->left() + side + CellMargin);
+        room->setLeft(room->left() + side + marginOf(font));
     }
 
     static void paintText(QPainter *painter, QFont font, const QModelIndex &index,
@@ -104,13 +110,14 @@ TagTableView::TagTableView(QAbstractItemModel *model, QWidget *parent) : TouchTa
 void TagTableView::fitColumns()
 {
     const QFont bold = Theme::boldFont(font());
+    const int margin = marginOf(font());
     for (const ColumnRoom &room : ColumnRooms) {
-        int width = Theme::textWidth(bold, room.text) + 2 * CellMargin;
+        int width = Theme::textWidth(bold, room.text) + 2 * margin;
         if (room.column == TagTableModel::State)
-            width += Theme::scaled(font(), SignSize) + CellMargin;
+            width += Theme::scaled(font(), SignSize) + margin;
         setColumnWidth(room.column, width);
     }
-    setColumnWidth(TagTableModel::Address, addressRoom() + 2 * CellMargin);
+    setColumnWidth(TagTableModel::Address, addressRoom() + 2 * margin);
 }
 
 int TagTableView::addressRoom() const

@@ -161,8 +161,8 @@ TEST_F(TagTable, CutsNoOrdinaryTextAtAnySize)
         m_view.setFont(Theme::fontFor(window));
         m_view.resize(window.width() - 2 * Theme::Gap, window.height() / 2);
         const QFont bold = Theme::boldFont(m_view.font());
-        const int margins = 16;
-        const int sign = Theme::scaled(m_view.font(), 16) + 8;
+        const int margin = Theme::scaled(m_view.font(), Theme::Gap);
+        const int sign = Theme::scaled(m_view.font(), 16) + margin;
         const struct {
             int column;
             const char *text;
@@ -179,7 +179,7 @@ TEST_F(TagTable, CutsNoOrdinaryTextAtAnySize)
                 each.column == TagTableModel::Value || each.column == TagTableModel::State
                     ? bold
                     : m_view.font();
-            EXPECT_LE(Theme::textWidth(font, each.text) + margins + each.besides,
+            EXPECT_LE(Theme::textWidth(font, each.text) + 2 * margin + each.besides,
                       m_view.columnWidth(each.column))
                 << each.text << " at " << window.width();
         }
