@@ -23,21 +23,26 @@ int fail(ExitStatus status, const QString &reason)
     return status;
 }
 
+RunDirectory *directoryToLeave = nullptr;
+
 /// The framework's way to say that there is no screen is to abort.
 void endWithoutScreen(QtMsgType type, const QMessageLogContext &, const QString &text)
 {
     if (type != QtFatalMsg)
         return;
     fail(NotAvailable, "no window can be shown: " + text);
+    directoryToLeave->leave();
     _exit(NotAvailable);
 }
 
 /// Only a window needs a display.
-std::unique_ptr<QCoreApplication> makeApplication(bool window, int &argc, char **argv)
+std::unique_ptr<QCoreApplication> makeApplication(bool window, RunDirectory *directory, int &argc,
+                                                  char **argv)
 {
     if (!window)
         return std::unique_ptr<QCoreApplication>(new QCoreApplication(argc, argv));
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    directoryToLeave = directory;
     const QtMessageHandler usual = qInstallMessageHandler(endWithoutScreen);
     std::unique_ptr<QCoreApplication> application(new QApplication(argc, argv));
     qInstallMessageHandler(usual);
@@ -81,7 +86,7 @@ int main(int argc, char **argv)
     if (!prepare(argc, argv, &options, &directory, &status))
         return status;
     const std::unique_ptr<QCoreApplication> application =
-        makeApplication(options.window, argc, argv);
+        makeApplication(options.window, &directory, argc, argv);
     try {
         Terminal terminal(options, directory.home());
         terminal.setUp();

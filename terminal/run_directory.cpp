@@ -51,8 +51,14 @@ void RunDirectory::look()
 
 RunDirectory::~RunDirectory()
 {
+    leave();
+}
+
+void RunDirectory::leave()
+{
     if (entered())
         QDir(m_directory).removeRecursively();
+    m_home.clear();
 }
 
 QString RunDirectory::enter(char **argv) const

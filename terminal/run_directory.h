@@ -17,8 +17,11 @@ public:
     /// application object.
     void look();
 
-    /// Removes the directory when the program runs in one.
+    /// Leaves.
     ~RunDirectory();
+
+    /// Removes the directory when the program runs in one.
+    void leave();
 
     RunDirectory(const RunDirectory &) = delete;
     RunDirectory &operator=(const RunDirectory &) = delete;

@@ -9,6 +9,7 @@ namespace
 
 const int HangsBelow = 1; ///< the panel's position mode
 const int EmptyPanelHeight = 40;
+const QRect Nowhere(-1, -1, 1, 1);
 const int PanelColour = static_cast<int>(0xFF202A33); ///< RGBA; the text takes its own
 
 /// The panel's right edge stands at the anchor's right, its upper edge one pixel below the anchor:
@@ -30,6 +31,7 @@ MessageArea::MessageArea(QWidget *screen, const QSize &room)
     m_panel->installEventFilter(this);
     m_panel->instantHide();
     coverOnlyThePanel();
+    show();
 }
 
 void MessageArea::setCorner(const QPoint &upperRight)
@@ -54,11 +56,10 @@ bool MessageArea::eventFilter(QObject *watched, QEvent *event)
 
 void MessageArea::coverOnlyThePanel()
 {
+    // A widget that is hidden would not be told of its children's ways, and an empty mask is none.
     const QRect covered = m_panel->geometry() & rect();
     const bool seen = !m_panel->isHidden() && !covered.isEmpty();
-    if (seen)
-        setMask(covered);
-    setVisible(seen);
+    setMask(seen ? covered : Nowhere);
     if (seen)
         raise();
 }

@@ -95,6 +95,14 @@ TEST(ParseOptions, TakesSimulateWithAndWithoutStations)
     EXPECT_EQ(10, options({"--simulate", "--duration", "10"}).durationS);
 }
 
+TEST(ParseOptions, NeedsToBeToldOfAWindowAndOfAPanel)
+{
+    EXPECT_FALSE(options({}).window);
+    EXPECT_FALSE(options({}).panel);
+    EXPECT_TRUE(options({"--window"}).window);
+    EXPECT_TRUE(options({"--panel"}).panel);
+}
+
 TEST(ParseOptions, TakesAPortInsteadOfTheSimulator)
 {
     EXPECT_EQ("/dev/ttyUSB0", options({"--port", "/dev/ttyUSB0"}).port);
@@ -205,10 +213,17 @@ TEST(ParseOptions, ShowsHelpWithExamplesAndExitStatus)
 {
     const std::string help = shown("--help");
     for (const char *const part :
-         {"Examples:", "Exit status: 0 no exchange failed, 1 one did, 2 wrong usage", "--plugin",
-          "--create-driver", "--port", "--simulate", "--baud", "--project", "--tags", "--write",
-          "--period", "--timeout", "--retry", "--delay", "--duration", "--format", "--fault",
-          "--trace", "--version"}) {
+         {"Examples:",  "Exit status: 0 no exchange failed, 1 one did, 2 wrong usage",
+          "--plugin",   "--create-driver",
+          "--port",     "--simulate",
+          "--baud",     "--project",
+          "--tags",     "--write",
+          "--period",   "--timeout",
+          "--retry",    "--delay",
+          "--duration", "--format",
+          "--fault",    "--trace",
+          "--window",   "--panel",
+          "--version"}) {
         EXPECT_NE(std::string::npos, help.find(part)) << part;
     }
 }

@@ -214,6 +214,25 @@ TEST_F(Program, ShowsValuesOfThreeStationsThatChange)
     EXPECT_EQ("", errorText());
 }
 
+TEST_F(Program, ShowsAWindowAndPrintsTheEnd)
+{
+    EXPECT_EQ(0, runShell("QT_QPA_PLATFORM=offscreen exec \"$T\" --simulate --baud 0 --period 50 "
+                          "--format json --window --duration 2"))
+        << errorText();
+    EXPECT_EQ(1, out.count('\n')) << out.constData();
+    EXPECT_TRUE(objects().empty());
+    EXPECT_EQ(0, summary["failed"].toInt());
+    EXPECT_GT(summary["reads"].toInt(), 0);
+}
+
+TEST_F(Program, SaysSoWhenThereIsNoDisplayForAWindow)
+{
+    EXPECT_EQ(3, runShell("unset DISPLAY WAYLAND_DISPLAY; QT_QPA_PLATFORM=xcb exec \"$T\" "
+                          "--simulate --window --duration 1"));
+    EXPECT_THAT(errorText(), HasSubstr("dmc50-terminal: no window can be shown: "));
+    EXPECT_EQ(1, error.count('\n')) << errorText();
+}
+
 TEST_F(Program, EndsWith1AndNamesTheStationThatFailed)
 {
     EXPECT_EQ(1, run(Fast + QStringList{"--duration", "3", "--fault",

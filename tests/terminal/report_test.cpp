@@ -245,6 +245,58 @@ TEST(SummaryJson, HasNullForARoundTripThatNeverWas)
     EXPECT_TRUE(station["round_trip_least_ms"].isNull());
 }
 
+// ---- Storage
+
+StorageState stick(quint64 freeBytes, quint64 totalBytes, bool busy = false)
+{
+    StorageState state;
+    state.mounted = true;
+    state.busy = busy;
+    state.path = "/media/usb1";
+    state.freeBytes = freeBytes;
+    state.totalBytes = totalBytes;
+    return state;
+}
+
+std::string storageLine(StorageKind kind, const StorageState &state)
+{
+    return storageText(kind, state).toStdString();
+}
+
+TEST(StorageText, SaysWhereAndHowFull)
+{
+    EXPECT_EQ("USB stick: none", storageLine(StorageKind::UsbStick, StorageState()));
+    EXPECT_EQ("SD card: none", storageLine(StorageKind::SdCard, StorageState()));
+    EXPECT_EQ("USB stick at /media/usb1: 14.2 MB of 16.0 MB free",
+              storageLine(StorageKind::UsbStick, stick(14200000, 16000000)));
+    EXPECT_EQ("SD card at /media/usb1: 0 bytes of 16.0 MB free, busy",
+              storageLine(StorageKind::SdCard, stick(0, 16000000, true)));
+    EXPECT_EQ("USB stick at /media/usb1", storageLine(StorageKind::UsbStick, stick(0, 0)));
+}
+
+TEST(StorageJson, HoldsTheDevice)
+{
+    const QJsonObject line =
+        object(storageJson(StorageKind::SdCard, stick(14, 16, true), "2026-01-01T00:00:00.000Z"));
+    const QJsonObject storage = line["storage"].toObject();
+    EXPECT_EQ("2026-01-01T00:00:00.000Z", line["time"].toString());
+    EXPECT_EQ("card", storage["kind"].toString());
+    EXPECT_TRUE(storage["mounted"].toBool());
+    EXPECT_TRUE(storage["busy"].toBool());
+    EXPECT_EQ("/media/usb1", storage["path"].toString());
+    EXPECT_EQ(14, storage["free_bytes"].toInt());
+    EXPECT_EQ(16, storage["total_bytes"].toInt());
+}
+
+TEST(StorageJson, HasNullForASpaceThatIsNotKnown)
+{
+    const QJsonObject storage =
+        object(storageJson(StorageKind::UsbStick, stick(0, 0), QString()))["storage"].toObject();
+    EXPECT_EQ("usb", storage["kind"].toString());
+    EXPECT_TRUE(storage["free_bytes"].isNull());
+    EXPECT_TRUE(storage["total_bytes"].isNull());
+}
+
 // ---- Output
 
 class Output : public testing::Test
@@ -283,6 +335,30 @@ TEST_F(Output, InJsonIsAnObjectALineTheSummaryLast)
     EXPECT_EQ("a", object(all.at(0))["tag"].toString());
     EXPECT_EQ("b", object(all.at(1))["tag"].toString());
     EXPECT_TRUE(object(all.at(2))["summary"].isObject());
+}
+
+TEST_F(Output, TellsOfStorageOnlyWhatIsNews)
+{
+    const std::unique_ptr<Report> report = Report::create(TerminalOptions::Table, m_file);
+    report->storage(StorageKind::UsbStick, stick(14000000, 16000000));
+    report->storage(StorageKind::UsbStick, stick(13000000, 16000000)); // its free space only
+    report->storage(StorageKind::UsbStick, stick(13000000, 16000000, true));
+    report->storage(StorageKind::SdCard, stick(1000000, 2000000));
+    report->storage(StorageKind::UsbStick, StorageState());
+    EXPECT_EQ(
+        (QList<QByteArray>{"USB stick at /media/usb1: 14.0 MB of 16.0 MB free",
+                           "USB stick at /media/usb1: 13.0 MB of 16.0 MB free, busy",
+                           "SD card at /media/usb1: 1.0 MB of 2.0 MB free", "USB stick: none"}),
+        lines());
+}
+
+TEST_F(Output, TellsOfStorageInAnObjectOfItsOwn)
+{
+    const std::unique_ptr<Report> report = Report::create(TerminalOptions::Json, m_file);
+    report->storage(StorageKind::UsbStick, stick(14, 16));
+    const QJsonObject line = object(lines().at(0));
+    EXPECT_TRUE(line["storage"].toObject()["mounted"].toBool());
+    EXPECT_TRUE(line.contains("time"));
 }
 
 TEST_F(Output, AsATableIntoAFileHasNoTerminalCodes)
