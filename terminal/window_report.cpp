@@ -8,6 +8,15 @@
 
 #include <QEvent>
 
+#include <climits>
+
+namespace
+{
+
+const int PanelWidth = 420; // the values beside it stay in sight
+
+} // namespace
+
 WindowReport::WindowReport(const QList<Tag> &tags, int defaultStation, int periodMs,
                            std::unique_ptr<Report> printed)
     : m_printed(std::move(printed)), m_window(new TerminalWindow(tags, defaultStation, periodMs)),
@@ -15,7 +24,8 @@ WindowReport::WindowReport(const QList<Tag> &tags, int defaultStation, int perio
 {
     m_window->setWindowTitle("DMC50");
     m_window->show();
-    m_messages = new MessageArea(m_window.get(), m_window->messageRoom());
+    m_messages = new MessageArea(m_window.get(),
+                                 m_window->messageRoom().boundedTo(QSize(PanelWidth, INT_MAX)));
     placeMessages();
     m_window->installEventFilter(this);
     connectMessages();
