@@ -1,8 +1,8 @@
 #include "terminal/window/elided_text.h"
 
-#include <QElapsedTimer>
-
 #include <gtest/gtest.h>
+
+#include <ctime>
 
 #include "terminal/window/theme.h"
 
@@ -92,11 +92,10 @@ TEST_F(ElidedTextTest, OffersTheWholeAsAToolTipWithoutMarkup)
 
 TEST_F(ElidedTextTest, IsQuickWithAMegabyte)
 {
-    QElapsedTimer timer;
-    timer.start();
+    const std::clock_t begin = std::clock();
     m_widget.setText(QString("x y ").repeated(250000));
     m_widget.grab();
-    EXPECT_LT(timer.elapsed(), 1000);
+    EXPECT_LT(double(std::clock() - begin) / CLOCKS_PER_SEC, 1.0);
     EXPECT_LE(m_widget.text().size(), 2000);
 }
 

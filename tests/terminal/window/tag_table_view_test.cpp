@@ -1,7 +1,6 @@
 #include "terminal/window/tag_table_view.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QHeaderView>
 #include <QScrollBar>
 #include <QScroller>
@@ -13,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
+
 #include "terminal/window/state_sign.h"
 #include "terminal/window/tag_table_model.h"
 #include "terminal/window/theme.h"
@@ -20,6 +21,8 @@
 
 namespace
 {
+
+const double LongestTick = 0.25; ///< seconds; then the next one is due
 
 const qint64 Begin = 1000;
 const qint64 StaleAfter = 5000;
@@ -274,8 +277,7 @@ TEST_F(LongTagTable, HasAScrollBarForAFinger)
 TEST_F(LongTagTable, IsQuickWithTenThousandTags)
 {
     const std::vector<TagView> round = manyTags(Many);
-    QElapsedTimer timer;
-    timer.start();
+    const std::clock_t begin = std::clock();
     const int rounds = 20;
     for (int i = 1; i <= rounds; ++i) {
         m_model.showRound(round, Begin + i, StaleAfter);
@@ -283,8 +285,10 @@ TEST_F(LongTagTable, IsQuickWithTenThousandTags)
         m_view.verticalScrollBar()->setValue(i * 1000);
         m_view.grab();
     }
-    RecordProperty("ms_per_round", static_cast<int>(timer.elapsed() / rounds));
-    EXPECT_LT(timer.elapsed() / rounds, 250) << "a tick of the window";
+    // The processor's time: other processes do not count.
+    const double seconds = double(std::clock() - begin) / CLOCKS_PER_SEC / rounds;
+    RecordProperty("ms_per_round", static_cast<int>(1000 * seconds));
+    EXPECT_LT(seconds, LongestTick);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "terminal/window/terminal_window.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QScrollBar>
 #include <QSignalSpy>
@@ -11,6 +10,8 @@
 #include <QTimer>
 
 #include <gtest/gtest.h>
+
+#include <ctime>
 
 #include "terminal/window/beep_switch.h"
 #include "terminal/window/elided_text.h"
@@ -28,6 +29,8 @@
 
 namespace
 {
+
+const double LongestTick = 0.25; ///< seconds; then the next one is due
 
 const QSize Sizes[] = {QSize(800, 480), QSize(1024, 600), QSize(1280, 800), QSize(1920, 1080)};
 
@@ -493,8 +496,7 @@ TEST(TerminalWindow, IsQuickWithTenThousandTags)
         round.push_back(tagView(QString("tag %1").arg(i), QString("%1-NA20").arg(i % 254 + 1),
                                 {static_cast<quint32>(i)}));
     SampleScreen screen(round);
-    QElapsedTimer timer;
-    timer.start();
+    const std::clock_t begin = std::clock();
     const int rounds = 20;
     for (int i = 0; i < rounds; ++i) {
         screen.clock.advance(SamplePeriodMs);
@@ -502,8 +504,10 @@ TEST(TerminalWindow, IsQuickWithTenThousandTags)
         screen.window.tick();
         QApplication::processEvents();
     }
-    RecordProperty("ms_per_round", static_cast<int>(timer.elapsed() / rounds));
-    EXPECT_LT(timer.elapsed() / rounds, 250) << "a tick of the window";
+    // The processor's time: other processes do not count.
+    const double seconds = double(std::clock() - begin) / CLOCKS_PER_SEC / rounds;
+    RecordProperty("ms_per_round", static_cast<int>(1000 * seconds));
+    EXPECT_LT(seconds, LongestTick);
 }
 
 } // namespace
