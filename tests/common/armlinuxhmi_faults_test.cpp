@@ -125,11 +125,12 @@ TEST_F(ArmFaults, GivesUpAtAFolder)
 
 TEST_F(ArmFaults, GivesUpWhereNothingCanBeWritten)
 {
-    letMountPrint(StickLine);
+    const MountedVolume stick("/dev/sda1", "/run/media/sda1");
+    ASSERT_EQ(0, ::mount("tmpfs", "/tmp", "tmpfs", 0, nullptr));
     writeFile(ListingFile, "/dev/sdb1 on /run/media/sdb1 type vfat (rw)\n");
     ASSERT_EQ(0, ::mount(nullptr, "/tmp", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr));
     EXPECT_THAT(scan(), IsEmpty());
-    ASSERT_EQ(0, ::mount(nullptr, "/tmp", nullptr, MS_REMOUNT | MS_BIND, nullptr));
+    ASSERT_EQ(0, ::umount2("/tmp", MNT_DETACH));
     EXPECT_THAT(scan(), ElementsAre("mounted 1 0 true"));
 }
 

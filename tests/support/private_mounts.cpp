@@ -18,8 +18,10 @@ namespace
 
 const char Unshare[] = "unshare";
 
-// Tells a program that it was started in a namespace of its own.
-const char MarkVariable[] = "DMC50_TEST_PRIVATE_MOUNTS";
+// Tells a program that it was started in a namespace of its own, and how far that one is.
+const char StageVariable[] = "DMC50_TEST_PRIVATE_MOUNTS";
+const char MadeStage[] = "made";
+const char FilledStage[] = "filled";
 
 std::string fault = "this program's main() does not ask for mounts of its own";
 
@@ -68,18 +70,17 @@ bool mayUnshare(const std::string &options)
     return status == 0;
 }
 
-/// Returns only when it fails.
-void startAnew(const std::string &options, char **argv)
+/// Starts this program anew, through another one when it is given. Returns only when it fails.
+void startAnew(const char *stage, std::vector<char *> command, char **argv)
 {
     std::string program = programFile();
-    std::vector<char *> command = unshareCommand(options);
     command.push_back(&program[0]);
     while (*++argv != nullptr)
         command.push_back(*argv);
     command.push_back(nullptr);
-    ::setenv(MarkVariable, "1", 1);
-    ::execvp(Unshare, command.data());
-    ::unsetenv(MarkVariable);
+    ::setenv(StageVariable, stage, 1);
+    ::execvp(command[0], command.data());
+    ::unsetenv(StageVariable);
 }
 
 bool makeFolder(const std::string &path)
@@ -129,9 +130,34 @@ std::string fillNamespace()
         if (!renew(folder.path, folder.options))
             return reason(std::string("no private ") + folder.path);
     }
+    return std::string();
+}
+
+std::string protectMachine()
+{
     if (::mount(nullptr, "/", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0)
         return reason("no protection of the machine's files");
     return std::string();
+}
+
+void makeNamespace(char **argv)
+{
+    for (const char *options : {"-m", "-rm"}) {
+        if (mayUnshare(options))
+            startAnew(MadeStage, unshareCommand(options), argv);
+    }
+    fault = "unshare makes no mount namespace here";
+}
+
+/// The program that fills the namespace may have a file of the machine open: ThreadSanitizer keeps
+/// one in /tmp. The next one finds the new /tmp.
+void completeNamespace(char **argv)
+{
+    fault = fillNamespace();
+    if (fault.empty()) {
+        startAnew(FilledStage, {}, argv);
+        fault = "this program cannot be started again";
+    }
 }
 
 } // namespace
@@ -140,17 +166,16 @@ void enterPrivateMounts(char **argv)
 {
     if (listsTestsOnly(argv))
         return;
-    if (std::getenv(MarkVariable) != nullptr) {
-        // A program that this one starts is in the namespace already and does not look for one.
-        fault = fillNamespace();
-        ::unsetenv(MarkVariable);
-        return;
-    }
-    for (const char *options : {"-m", "-rm"}) {
-        if (mayUnshare(options))
-            startAnew(options, argv);
-    }
-    fault = "unshare makes no mount namespace here";
+    const char *const variable = std::getenv(StageVariable);
+    const std::string stage = variable != nullptr ? variable : "";
+    // A program that this one starts is in the namespace already and does not look for one.
+    ::unsetenv(StageVariable);
+    if (stage.empty())
+        makeNamespace(argv);
+    else if (stage == MadeStage)
+        completeNamespace(argv);
+    else
+        fault = protectMachine();
 }
 
 std::string privateMountsFault()
