@@ -5,6 +5,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <mutex>
+#include <poll.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,6 +39,9 @@ const int NanosecondsPerSecond = 1000000000;
 // How long a stop may have to wait for a beep, in milliseconds.
 const qint64 SleepSlice = 20;
 
+// A shell line takes a few milliseconds; one that takes longer than this, in milliseconds, hangs.
+const int ShellLimit = 500;
+
 const int ToneClock = 8250000;
 const int base_tone[] = {466, 523, 554, 622, 698, 740, 831};
 const int Tones = sizeof base_tone / sizeof *base_tone;
@@ -59,21 +64,40 @@ bool playable(int duration, int frequency)
 /// The child's side of a fork: only what is safe beside threads that may hold locks.
 void becomeShell(const char *command, int output, int error)
 {
+    ::setpgid(0, 0); // so that it can be ended with whatever it started
     ::dup2(output, STDOUT_FILENO);
     ::dup2(error, STDERR_FILENO);
     ::execl("/bin/sh", "sh", "-c", command, static_cast<char *>(nullptr));
     ::_exit(127);
 }
 
-/// Waits for a child, signals notwithstanding.
+/// Waits for a child to end, and ends it when that takes too long. One that hangs inside the kernel
+/// is left alone.
 void reap(pid_t child)
 {
-    while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    Clock *const clock = Clock::system();
+    const qint64 begin = clock->msecsSinceBoot();
+    for (;;) {
+        const pid_t ended = ::waitpid(child, nullptr, WNOHANG);
+        if (ended == child || (ended < 0 && errno != EINTR))
+            return;
+        const qint64 elapsed = clock->msecsSinceBoot() - begin;
+        if (elapsed > 2 * ShellLimit)
+            return;
+        if (elapsed > ShellLimit)
+            ::kill(-child, SIGKILL);
+        clock->sleep(1);
     }
 }
 
+/// Takes the first byte, or finds the end of the output, or gives up.
 void readByte(int descriptor, char *buffer)
 {
+    struct pollfd output = {descriptor, POLLIN, 0};
+    while (::poll(&output, 1, ShellLimit) < 0 && errno == EINTR) {
+    }
+    if (output.revents == 0)
+        return;
     while (::read(descriptor, buffer, 1) < 0 && errno == EINTR) {
     }
 }
@@ -174,24 +198,16 @@ bool ZBuzzer::isBuzzerEnabled()
 
 void ZBuzzer::setBuzzerEnabled(bool on)
 {
-    if (changeEnabled(on))
+    // One change after the other: the last one told and written is the one in force.
+    const std::lock_guard<std::recursive_mutex> settingLock(m_setting_mutex);
+    if (isBuzzerEnabled() != on) {
         emit buzzerState(on);
-}
-
-bool ZBuzzer::changeEnabled(bool on)
-{
-    const QMutexLocker settingLocker(&m_setting_mutex);
-    bool changed = false;
-    {
-        const QMutexLocker locker(&m_mutex);
-        changed = m_enabled != on;
-        m_enabled = on;
-        if (!on)
-            m_queue.clear();
-    }
-    if (changed)
         setLocalSetting(on);
-    return changed;
+    }
+    const QMutexLocker locker(&m_mutex);
+    m_enabled = on;
+    if (!on)
+        m_queue.clear();
 }
 
 // ---- Asking for beeps --------------------------------------------------------------------------
@@ -292,6 +308,8 @@ bool ZBuzzer::takeBeep(ZBuzzerQueueItem &item)
 void ZBuzzer::play(const ZBuzzerQueueItem &item)
 {
     setBuzzerFrequency(item.frequency);
+    if (stopping())
+        return;
     setBuzzerSwitch(true);
     sleepUnlessStopped(item.duration);
     setBuzzerSwitch(false);

@@ -30,8 +30,9 @@ struct ZBuzzerQueueItem {
 ///
 /// Threads: every operation may be called from any thread, and none waits for a beep to end but
 /// `stopRunning` and `dropInstance`. `setBuzzerFrequency` and `setBuzzerSwitch` run the shell in
-/// the calling thread, a few milliseconds. Signals come from the thread that causes them; nothing
-/// is locked while they are emitted.
+/// the calling thread, a few milliseconds. Signals come from the thread that causes them;
+/// nothing is locked while they are emitted, except that changes of the enabled state follow one
+/// another.
 ///
 /// Failures: PWM files that are missing or refuse a value, and a shell that cannot be started, cost
 /// the sound and nothing else.
@@ -52,8 +53,9 @@ public:
     ~ZBuzzer() override;
 
     /// Drops the queue, cuts short the beep that sounds, switches the tone off and waits for the
-    /// thread to end. Takes one slice of the sleep (20 ms) and a shell line at most. For good:
-    /// later beeps are ignored, without a signal. Not for the beeper's own thread.
+    /// thread to end. Takes one slice of the sleep (20 ms) and three shell lines at most, which
+    /// are ended when they hang, after half a second each. For good: later beeps are ignored,
+    /// without a signal. Not for the beeper's own thread.
     void stopRunning();
 
 public slots:
@@ -90,7 +92,8 @@ public slots:
     void setBuzzerCommand(int command) override;
 
 signals:
-    /// The beeper was enabled or disabled; the new state is in force already.
+    /// The beeper is being enabled or disabled; the new state is in force a moment later. What
+    /// hears this must not wait for another thread that switches the beeper.
     void buzzerState(bool on);
 
     /// The queue was played out or dropped, or a beep was asked for that is not queued. Also once
@@ -117,7 +120,6 @@ protected:
 private:
     bool readLocalSetting() const;
     void setLocalSetting(bool on);
-    bool changeEnabled(bool on);
 
     bool queueBeep(int duration, int frequency);
     void exportPwm();
@@ -142,7 +144,7 @@ private:
     bool m_enabled;                  ///< guarded by m_mutex
     bool m_stop_flag;                ///< guarded by m_mutex
 
-    QMutex m_setting_mutex; ///< so that the last change is also the last one written
+    std::recursive_mutex m_setting_mutex; ///< so that the last change is also the last one written
 
     QMutex m_pwm_mutex; ///< keeps the lines of one frequency together
     int m_frequency;    ///< hertz, last written; 0 is none; guarded by m_pwm_mutex

@@ -1,6 +1,7 @@
 // What the beeper plays, and what it makes of the operator's choice.
 
 #include "common/zbuzzer.h"
+#include "tests/driver/vtable_slot.h"
 
 #include <climits>
 #include <ostream>
@@ -349,10 +350,25 @@ TEST_F(BuzzerTest, WritesNothingWhenTheChoiceStays)
     EXPECT_THAT(states(), IsEmpty());
 }
 
-TEST_F(BuzzerTest, TellsTheNewStateOnceItIsInForce)
+/// Runtime and driver are built apart: the order is their contract.
+TEST(BuzzerInterface, HasItsOperationsInTheirOrder)
+{
+    typedef AbstractBuzzerInterface Interface;
+    EXPECT_EQ(2U, slotOf<void (Interface::*)(Interface::SoundType)>(&Interface::makeSound));
+    EXPECT_EQ(3U, slotOf<void (Interface::*)(int, int)>(&Interface::makeSound));
+    EXPECT_EQ(4U, slotOf(&Interface::isBuzzerEnabled));
+    EXPECT_EQ(5U, slotOf(&Interface::setBuzzerEnabled));
+    EXPECT_EQ(6U, slotOf(&Interface::shutupBuzzer));
+    EXPECT_EQ(7U, slotOf(&Interface::getFrequency));
+    EXPECT_EQ(8U, slotOf(&Interface::setBuzzerFrequency));
+    EXPECT_EQ(9U, slotOf(&Interface::setBuzzerSwitch));
+    EXPECT_EQ(10U, slotOf(&Interface::setBuzzerCommand));
+}
+
+TEST_F(BuzzerTest, TellsTheNewStateBeforeItIsInForce)
 {
     bringUp();
-    bool enabledThen = true;
+    bool enabledThen = false;
     int chosenThen = -1;
     QObject::connect(
         buzzer.get(), &ZBuzzer::buzzerState, buzzer.get(),
@@ -361,20 +377,23 @@ TEST_F(BuzzerTest, TellsTheNewStateOnceItIsInForce)
             chosenThen = chosen();
         },
         Qt::DirectConnection);
+    const int chosenBefore = chosen();
     buzzer->setBuzzerEnabled(false);
-    EXPECT_FALSE(enabledThen);
-    EXPECT_EQ(0, chosenThen);
+    EXPECT_TRUE(enabledThen);
+    EXPECT_EQ(chosenBefore, chosenThen);
+    EXPECT_FALSE(buzzer->isBuzzerEnabled());
+    EXPECT_EQ(0, chosen());
 }
 
-TEST_F(BuzzerTest, MayBeSwitchedBackByWhoIsToldOfTheSwitch)
+TEST_F(BuzzerTest, StandsWhoeverIsToldOfTheSwitchAndSwitchesBack)
 {
     bringUp();
     QObject::connect(
         buzzer.get(), &ZBuzzer::buzzerState, buzzer.get(),
         [this](bool) { buzzer->setBuzzerEnabled(true); }, Qt::DirectConnection);
     buzzer->setBuzzerEnabled(false);
-    EXPECT_TRUE(buzzer->isBuzzerEnabled());
-    EXPECT_EQ(1, chosen());
+    EXPECT_FALSE(buzzer->isBuzzerEnabled());
+    EXPECT_EQ(0, chosen());
 }
 
 TEST_F(BuzzerTest, IsSilentWhenDisabledAndSaysSoAtOnce)
