@@ -126,7 +126,7 @@ ArmLinuxHmi::~ArmLinuxHmi()
     testRemove();
 }
 
-QString ArmLinuxHmi::determineMountPath(DeviceType type) const
+QString ArmLinuxHmi::determineMountPath(DeviceType type)
 {
     switch (type) {
     case DeviceUsb:
@@ -138,7 +138,7 @@ QString ArmLinuxHmi::determineMountPath(DeviceType type) const
     }
 }
 
-DeviceType ArmLinuxHmi::determineType(const QString &name) const
+DeviceType ArmLinuxHmi::determineType(const QString &name)
 {
     if (name.contains("sd")) {
         return DeviceUsb;

@@ -39,9 +39,9 @@ public:
     QString getMount(DeviceType type) override;
 
     /// "/usb", "/sd" or nothing.
-    QString determineMountPath(DeviceType type) const;
+    QString determineMountPath(DeviceType type);
     /// The kind of device that a name tells.
-    DeviceType determineType(const QString &name) const;
+    DeviceType determineType(const QString &name);
 
     /// Where a device is mounted, asked anew; the scanning thread's. Nothing when it is not, and
     /// when the text does not look like the path of a device node: such a text never gets near the

@@ -7,11 +7,15 @@ QList<QByteArray> mountFields(const QByteArray &line)
 {
     QList<QByteArray> fields;
     foreach (const QByteArray &part, line.split(' ')) {
-        if (!part.isEmpty() && fields.size() < MountFieldCount) {
+        if (!part.isEmpty()) {
             fields.append(part);
         }
     }
-    return fields.size() == MountFieldCount ? fields : QList<QByteArray>();
+    // What stands before the word "type" belongs to the mount point, blanks and all.
+    if (fields.size() < MountFieldCount || fields.indexOf("type") > MountFieldCount) {
+        return QList<QByteArray>();
+    }
+    return fields.mid(0, MountFieldCount);
 }
 
 QList<QByteArray> completeLines(const QByteArray &output)

@@ -13,7 +13,8 @@
 /// The fields of a line of `mount`: /dev/sda1 on /run/media/sda1 type vfat (rw)
 enum MountField { NodeField = 0, OnField = 1, MountPathField = 2, MountFieldCount = 3 };
 
-/// The fields of a line that are of interest: all of them, or none when the line has fewer.
+/// The fields of a line that are of interest: all of them; none when the line has fewer, and
+/// when the mount point has blanks in its name.
 QList<QByteArray> mountFields(const QByteArray &line);
 
 /// The lines of an output. What follows the last line feed was cut off and is no line.

@@ -16,9 +16,6 @@ const quint32 SamplesPerScan = 2; ///< every how many samples volumes are looked
 /// unless a file system holds it.
 const ulong StopLimitMs = 1500;
 
-/// The first scans are the main thread's, and an operator waits for it.
-const int FirstScanCommandLimitMs = 5000;
-
 const char PropertyName[] = "ZDevice";
 
 enum PlatformNumber { PanelPlatform = 1, X86Platform = 2 };
@@ -26,6 +23,12 @@ enum PlatformNumber { PanelPlatform = 1, X86Platform = 2 };
 int hostPlatformNumber()
 {
     return Platform::getInstance()->isX86HMI() ? X86Platform : PanelPlatform;
+}
+
+bool isMainThread()
+{
+    return QCoreApplication::instance() == nullptr ||
+           QCoreApplication::instance()->thread() == QThread::currentThread();
 }
 
 /// Shows the host where the monitor is; nowhere when null.
@@ -38,12 +41,12 @@ void publish(ZDevice *device)
 
 } // namespace
 
-ZDevice *ZDevice::m_instance = nullptr;
-bool ZDevice::m_dropped = false;
+std::atomic<ZDevice *> ZDevice::m_instance(nullptr);
+std::atomic<bool> ZDevice::m_dropped(false);
 
 ZDevice *ZDevice::getInstance()
 {
-    if (m_dropped) {
+    if (m_dropped && isMainThread()) {
         discard(m_instance);
         m_instance = nullptr;
         m_dropped = false;
@@ -51,7 +54,7 @@ ZDevice *ZDevice::getInstance()
     if (m_instance == nullptr) {
         m_instance = new ZDevice(createPlatform(hostPlatformNumber()), Clock::system());
         publish(m_instance);
-        m_instance->start(QThread::LowestPriority);
+        m_instance.load()->start(QThread::LowestPriority);
     }
     return m_instance;
 }
@@ -61,7 +64,7 @@ void ZDevice::dropInstance()
     if (m_instance != nullptr && !m_dropped) {
         m_dropped = true;
         publish(nullptr);
-        m_instance->stopRunning();
+        m_instance.load()->stopRunning();
     }
 }
 
@@ -96,10 +99,8 @@ ZDevice::ZDevice(PlatformInterface *platform, Clock *clock)
             SIGNAL(deviceMounted(int, int, bool)), Qt::DirectConnection);
     connect(platform, SIGNAL(platDeviceInIO(int, int, bool)), this,
             SIGNAL(deviceInIO(int, int, bool)), Qt::DirectConnection);
-    platform->setCommandLimit(FirstScanCommandLimitMs);
     platform->checkGlobalMountStatus();
     platform->processDeviceMountStatus();
-    platform->setCommandLimit(PlatformInterface::CommandLimitMs);
 }
 
 ZDevice::~ZDevice()
@@ -145,6 +146,9 @@ void ZDevice::run()
         if (sample % SamplesPerScan == 0) {
             m_scanned->processDeviceMountStatus();
             m_scanned->processDeviceSpaceStatus();
+        }
+        if (m_stop_flag) {
+            return;
         }
     }
 }

@@ -74,8 +74,8 @@ private:
     static void discard(ZDevice *device);
     bool forgetPlatform();
 
-    static ZDevice *m_instance; ///< the main thread's
-    static bool m_dropped;      ///< that one was stopped and is not handed out again
+    static std::atomic<ZDevice *> m_instance; ///< made and deleted by the main thread
+    static std::atomic<bool> m_dropped;       ///< that one was stopped; the next is a new one
 
     Clock *const m_clock;
     std::atomic<bool> m_stop_flag;

@@ -1,7 +1,7 @@
 // How removable storage is found, whatever the platform.
 //
-// Both platforms read what the `mount` program prints and split it at blanks: of a mount point with
-// a blank in its name only the part before it is known.
+// Both platforms read what the `mount` program prints and split it at blanks: a mount point with a
+// blank in its name is passed over.
 
 #ifndef COMMON_ZDEVICE_PLATFORM_H
 #define COMMON_ZDEVICE_PLATFORM_H

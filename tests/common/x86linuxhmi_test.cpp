@@ -86,7 +86,7 @@ TEST_F(X86Test, LooksAtTheBeginningOfTheMountPoint)
                 {"/dev/sda1 on /media/usb/stick type vfat\n", "/media/usb/stick"},
                 {"/dev/sda1 on /media/usbstick type vfat\n", "/media/usbstick"},
                 {"tmpfs   at   /media/usb7   type tmpfs\n", "/media/usb7"},
-                {"/dev/sda1 on /media/usb my stick type vfat\n", "/media/usb"},
+                {"/dev/sda1 on /media/usb my stick type vfat\n", ""},
                 {"/dev/sda1 on /media/us type vfat\n", ""},
                 {"/dev/sda1 on /mnt/media/usb type vfat\n", ""},
                 {"/dev/sda1 on /media/USB type vfat\n", ""},
