@@ -1,4 +1,4 @@
-// Time as the line thread sees it, so that nothing has to wait for the real one to be tested.
+// Time that can be injected, so that nothing has to wait for the real one to be tested.
 
 #ifndef COMMON_CLOCK_H
 #define COMMON_CLOCK_H

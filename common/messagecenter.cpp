@@ -118,7 +118,7 @@ void MessageCenter::setRejectMessage(bool reject)
     m_reject_message = reject;
 }
 
-bool MessageCenter::rejectedMessage() const
+bool MessageCenter::rejectedMessage()
 {
     return m_reject_message;
 }
@@ -266,7 +266,6 @@ void MessageCenter::forgetSender(QObject *sender)
 }
 
 // ---- Messages held back while too many are queued
-// -------------------------------------------------
 
 void MessageCenter::holdMessage(QObject *sender, const QString &text, bool showInstant)
 {

@@ -46,15 +46,14 @@ public:
     };
 
     /// Creates the panel at its hidden position, invisible; when there is one already, returns
-    /// that, unchanged. \param maximumSize  its height, in pixels, is what the panel grows to;
-    /// about \param initialSize  the panel's size until the first message; its width stays \param
-    /// mode         a `Position`; any other value is reported on the debug output, and the
-    ///                     panel slides in from the left at the origin
-    /// \param anchor       in the coordinates in which the panel moves: its parent's, or the
-    /// screen's \param colour       0xAARRGGBB; the palette's Window, and with the alpha inverted
-    /// its
-    ///                     WindowText. The panel paints it without alpha, the rows what is legible
-    ///                     on it.
+    /// that, unchanged.
+    /// \param maximumSize  its height, in pixels, is about what the panel grows to
+    /// \param initialSize  the panel's size until the first message; its width stays
+    /// \param mode  a `Position`; any other value is told on the debug output, and the panel slides
+    ///              in from the left at the origin
+    /// \param anchor  in the coordinates in which the panel moves: its parent's, or the screen's
+    /// \param colour  0xAARRGGBB; the palette's Window, and with the alpha inverted its WindowText.
+    ///                The panel paints it without alpha, the rows what is legible on it.
     static MessageCenter *initInstance(QSize maximumSize, QSize initialSize, int mode, QRect anchor,
                                        int colour);
 
@@ -68,7 +67,7 @@ public:
 
     /// While set, messages are dropped.
     void setRejectMessage(bool reject);
-    bool rejectedMessage() const;
+    bool rejectedMessage();
 
     /// Stands at the shown or the hidden position, at once.
     void instantShow();

@@ -124,7 +124,7 @@ void MessageCenterItemWidget::setMessage(const QString &text)
     m_label_msg->setText(text);
 }
 
-int MessageCenterItemWidget::getHeight() const
+int MessageCenterItemWidget::getHeight()
 {
     const QRect geometry = m_layout->geometry();
     return geometry.bottom() - geometry.top() + 1;

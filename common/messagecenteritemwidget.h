@@ -28,7 +28,7 @@ public:
     void setMessage(const QString &text);
 
     /// The height that the layout fills, in pixels; 0 before it was laid out.
-    int getHeight() const;
+    int getHeight();
 
     /// Keeps the right end of the row free for what lies over it, in pixels, 0 or more.
     void setRightMargin(int pixels);

@@ -28,7 +28,11 @@ void appendShown(QString *line, QChar character)
 {
     if (isMisleading(character))
         return;
-    line->append(character.category() == QChar::Other_Control ? QLatin1Char(' ') : character);
+    const bool blank = character.isSpace() || character.category() == QChar::Other_Control;
+    if (!blank)
+        line->append(character);
+    else if (!line->isEmpty() && !line->endsWith(QLatin1Char(' ')))
+        line->append(QLatin1Char(' '));
 }
 
 /// The lines of a text that show something, up to what can be laid out.
@@ -38,8 +42,9 @@ QStringList shownParagraphs(const QString &text)
     QString line;
     int room = MaxLaidOut;
     for (int i = 0; i <= text.size() && room > 0; ++i) {
-        if (i < text.size() && !isLineBreak(text.at(i)) && line.size() < room) {
-            appendShown(&line, text.at(i));
+        if (i < text.size() && !isLineBreak(text.at(i))) {
+            if (line.size() < room)
+                appendShown(&line, text.at(i));
             continue;
         }
         line = line.simplified();

@@ -45,7 +45,6 @@ public:
     bool write(unsigned int address, char *data, unsigned int length);
 
     // ---- Chip commands, one frame each unless said otherwise; see the class for threads
-    // -----------
 
     /// What `read` does, without the lock.
     bool FM25V02_READ(unsigned int address, char *data, unsigned int length);

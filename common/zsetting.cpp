@@ -229,7 +229,6 @@ bool ZSetting::hasUnsaved()
 }
 
 // ---- The timer
-// -----------------------------------------------------------------------------------
 
 /// Has the timer run, from now on, or not. Only the timer's own thread may touch it; what the
 /// others want stands in one place, so that the last word counts, not the last call to be

@@ -85,7 +85,6 @@ ExitStatus Terminal::run(EndSignals *endSignals)
 }
 
 // ---- Set-up
-// --------------------------------------------------------------------------------------
 
 void Terminal::loadDriver()
 {
@@ -218,7 +217,6 @@ void Terminal::writeDatabase()
 }
 
 // ---- Running
-// -------------------------------------------------------------------------------------
 
 std::unique_ptr<Report> Terminal::makeReport() const
 {

@@ -2,6 +2,7 @@
 
 #include "common/messagecenter.h"
 #include "common/zbuzzer.h"
+#include "common/zsetting.h"
 #include "hmi/desktop/desktop_platform.h"
 #include "terminal/window/message_area.h"
 #include "terminal/window/terminal_window.h"
@@ -36,6 +37,7 @@ WindowReport::~WindowReport()
 {
     setBeepListener(BeepListener());
     ZBuzzer::dropInstance();
+    ZSetting::drop(); // with what the operator switched in the last second
 }
 
 void WindowReport::round(const std::vector<TagView> &views, const SessionSummary &soFar)

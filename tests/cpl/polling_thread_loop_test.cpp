@@ -646,7 +646,6 @@ TEST_F(PollingThreadLoop, NeverSendsWritesThatAreQueuedWhenItEnds)
 }
 
 // ---- The order within a pass
-// ---------------------------------------------------------------------
 
 TEST_F(PollingThreadLoop, TakesSessionWritesCheckPollDemandAndRenewalInThisOrder)
 {

@@ -336,7 +336,6 @@ TEST_F(PollingThreadReply, ErrorOfAWriteSaysWhy)
 }
 
 // ---- Through the loop: nothing wrong may reach the cache
-// -----------------------------------------
 
 class PollingThreadHostileReply : public PollingThreadReply
 {

@@ -233,7 +233,6 @@ SpidevBed::Answer SpidevBed::Redirection::handleSetUp(SpidevBed *bed, unsigned l
 }
 
 // ---- The bed
-// -------------------------------------------------------------------------------------
 
 SpidevBed::SpidevBed(Device device)
     : m_mode(SPI_MODE_0), m_bits(8), m_max_speed(40000000), m_redirection(new Redirection(device))
