@@ -234,7 +234,9 @@ void MessageCenter::itemWidgetRemoveClicked()
 
 void MessageCenter::removeMessageAsync()
 {
-    dropHeldMessage(sender());
+    const int held = heldMessageOf(sender());
+    if (held >= 0)
+        m_held_messages.removeAt(held);
     QListWidgetItem *item = m_items.value(sender());
     if (item)
         removeRow(item);
@@ -259,43 +261,42 @@ void MessageCenter::takeRow(QListWidgetItem *item)
 void MessageCenter::forgetSender(QObject *sender)
 {
     m_items.remove(sender);
-    for (int i = 0; i < m_held_messages.size(); ++i) {
-        if (m_held_messages.at(i).sender == sender)
-            m_held_messages[i].sender = 0;
-    }
+    const int held = heldMessageOf(sender);
+    if (held >= 0)
+        m_held_messages[held].sender = 0;
 }
 
 // ---- Messages held back while too many are queued
 
 void MessageCenter::holdMessage(QObject *sender, const QString &text, bool showInstant)
 {
-    if (!setRowText(sender, text) && !setHeldText(sender, text)) {
-        const HeldMessage message = {sender, text};
-        m_held_messages.append(message);
-    }
-    while (m_held_messages.size() > MaxRows)
-        m_held_messages.removeFirst();
+    if (!setRowText(sender, text))
+        holdRow(sender, text);
     m_messages_held = true;
     m_held_instant = showInstant;
 }
 
-bool MessageCenter::setHeldText(QObject *sender, const QString &text)
+void MessageCenter::holdRow(QObject *sender, const QString &text)
 {
-    for (int i = 0; sender && i < m_held_messages.size(); ++i) {
-        if (m_held_messages.at(i).sender == sender) {
-            m_held_messages[i].text = text;
-            return true;
-        }
+    const int held = heldMessageOf(sender);
+    if (held >= 0) {
+        m_held_messages[held].text = text;
+        return;
     }
-    return false;
+    const HeldMessage message = {sender, text};
+    m_held_messages.append(message);
+    if (m_held_messages.size() > MaxRows)
+        m_held_messages.removeFirst();
 }
 
-void MessageCenter::dropHeldMessage(QObject *sender)
+/// Its index, or -1: nobody's messages are never found.
+int MessageCenter::heldMessageOf(QObject *sender) const
 {
     for (int i = 0; sender && i < m_held_messages.size(); ++i) {
         if (m_held_messages.at(i).sender == sender)
-            m_held_messages.removeAt(i--);
+            return i;
     }
+    return -1;
 }
 
 void MessageCenter::addHeldRows()

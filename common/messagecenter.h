@@ -138,8 +138,8 @@ private:
     void takeRow(QListWidgetItem *item);
 
     void holdMessage(QObject *sender, const QString &text, bool showInstant);
-    bool setHeldText(QObject *sender, const QString &text);
-    void dropHeldMessage(QObject *sender);
+    void holdRow(QObject *sender, const QString &text);
+    int heldMessageOf(QObject *sender) const;
     void addHeldRows();
 
     void showOnTop();

@@ -2,6 +2,7 @@
 #include "tests/hmi/message_log.h"
 
 #include <algorithm>
+#include <ostream>
 #include <vector>
 
 namespace
@@ -16,6 +17,11 @@ struct HeightCase {
     int rows;
     int height;
 };
+
+std::ostream &operator<<(std::ostream &stream, const HeightCase &values)
+{
+    return stream << values.rows << " rows, maximum " << values.maximum;
+}
 
 class HeightTest : public testing::TestWithParam<HeightCase>
 {
@@ -112,6 +118,11 @@ struct PositionCase {
     QPoint hidden;
     std::vector<QPoint> slide; ///< in; after each tick
 };
+
+std::ostream &operator<<(std::ostream &stream, const PositionCase &values)
+{
+    return stream << "mode " << values.mode;
+}
 
 /// For a panel of 400 x 101 pixels.
 const PositionCase Positions[] = {
