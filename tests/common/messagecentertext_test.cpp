@@ -203,6 +203,13 @@ TEST(MessageLines, FindTheTextBehindMuchThatShowsNothing)
     EXPECT_EQ(QString("T|end"), shown("T\n" + QString(100000, QChar(0x202E)) + "end"));
 }
 
+TEST(MessageLines, KeepALongLineTogetherWhateverBlanksItBeginsWith)
+{
+    // As long as what is laid out at once: a break there would make a title of the first half.
+    EXPECT_EQ(QString("|end"), shown(QString(5000, ' ') + "end"));
+    EXPECT_EQ(QString("|a b"), shown("a" + QString(5000, ' ') + "b"));
+}
+
 TEST(MessageLines, TakeNoLongerForAMegabyteThanAnOperatorNotices)
 {
     QElapsedTimer timer;
