@@ -3,8 +3,7 @@
 #include <QEvent>
 #include <QHeaderView>
 #include <QMouseEvent>
-#include <QScrollBar>
-#include <QScroller>
+#include <QScrollerProperties>
 #include <QTimer>
 #include <QToolTip>
 
@@ -16,20 +15,20 @@ namespace
 const int HoldMs = 500;
 const int HeadingHeight = 28;
 
-void scrollByDragging(QWidget *viewport)
+/// A table ends where its rows end.
+QScrollerProperties withoutOvershoot()
 {
-    QScroller::grabGesture(viewport, QScroller::LeftMouseButtonGesture);
     QScrollerProperties properties;
     const QVariant off = QVariant::fromValue(QScrollerProperties::OvershootAlwaysOff);
     properties.setScrollMetric(QScrollerProperties::VerticalOvershootPolicy, off);
     properties.setScrollMetric(QScrollerProperties::HorizontalOvershootPolicy, off);
-    QScroller::scroller(viewport)->setScrollerProperties(properties);
+    return properties;
 }
 
 } // namespace
 
 TouchTable::TouchTable(QWidget *parent)
-    : QTableView(parent), m_hold_timer(new QTimer(this)), m_held(false)
+    : QTableView(parent), m_hold_timer(new QTimer(this)), m_is_tap(false)
 {
     setShowGrid(false);
     setSelectionMode(NoSelection);
@@ -41,15 +40,10 @@ TouchTable::TouchTable(QWidget *parent)
     verticalHeader()->hide();
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     horizontalHeader()->setSectionsClickable(false);
-    scrollByDragging(viewport());
+    scroller()->setScrollerProperties(withoutOvershoot());
     m_hold_timer->setSingleShot(true);
     m_hold_timer->setInterval(HoldMs);
     connect(m_hold_timer, &QTimer::timeout, this, &TouchTable::showHeldTip);
-    connect(verticalScrollBar(), &QScrollBar::valueChanged, m_hold_timer, &QTimer::stop);
-    connect(this, &QAbstractItemView::clicked, this, [this](const QModelIndex &index) {
-        if (!m_held)
-            emit rowTapped(index.row());
-    });
 }
 
 void TouchTable::changeEvent(QEvent *event)
@@ -75,23 +69,51 @@ void TouchTable::fitRows()
     horizontalHeader()->setFixedHeight(Theme::scaled(font(), HeadingHeight));
 }
 
+QScroller *TouchTable::scroller() const
+{
+    return QScroller::scroller(viewport());
+}
+
+// The scroller is told what the finger does instead of having a gesture of its own: that would hold
+// each press back for a while, and keep its memory after the table has gone.
+
 void TouchTable::mousePressEvent(QMouseEvent *event)
 {
-    QTableView::mousePressEvent(event);
-    m_held = false;
+    const bool stopsScrolling = scroller()->state() == QScroller::Scrolling;
+    m_is_tap = event->button() == Qt::LeftButton && !stopsScrolling;
     m_pressed_at = event->pos();
-    m_hold_timer->start();
+    tellScroller(QScroller::InputPress, event);
+    if (m_is_tap)
+        m_hold_timer->start();
+}
+
+void TouchTable::mouseMoveEvent(QMouseEvent *event)
+{
+    tellScroller(QScroller::InputMove, event);
+    if (scroller()->state() != QScroller::Dragging)
+        return;
+    m_is_tap = false;
+    m_hold_timer->stop();
 }
 
 void TouchTable::mouseReleaseEvent(QMouseEvent *event)
 {
     m_hold_timer->stop();
-    QTableView::mouseReleaseEvent(event);
+    tellScroller(QScroller::InputRelease, event);
+    const int row = indexAt(event->pos()).row();
+    if (m_is_tap && row >= 0 && row == indexAt(m_pressed_at).row())
+        emit rowTapped(row);
+    m_is_tap = false;
+}
+
+void TouchTable::tellScroller(QScroller::Input input, QMouseEvent *event)
+{
+    scroller()->handleInput(input, event->localPos(), static_cast<qint64>(event->timestamp()));
 }
 
 void TouchTable::showHeldTip()
 {
-    m_held = true;
+    m_is_tap = false;
     const QString tip = indexAt(m_pressed_at).data(Qt::ToolTipRole).toString();
     QToolTip::showText(viewport()->mapToGlobal(m_pressed_at), tip, viewport());
 }

@@ -3,6 +3,7 @@
 #ifndef TERMINAL_WINDOW_TOUCH_TABLE_H
 #define TERMINAL_WINDOW_TOUCH_TABLE_H
 
+#include <QScroller>
 #include <QTableView>
 
 class QTimer;
@@ -27,16 +28,19 @@ protected:
 
     void changeEvent(QEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
 
 private:
     void fitText();
     void fitRows();
+    QScroller *scroller() const;
+    void tellScroller(QScroller::Input input, QMouseEvent *event);
     void showHeldTip();
 
     QTimer *m_hold_timer; ///< runs while a finger rests
     QPoint m_pressed_at;
-    bool m_held; ///< the finger has rested: its release is no tap
+    bool m_is_tap; ///< the finger has neither scrolled nor rested since it came
 };
 
 #endif // TERMINAL_WINDOW_TOUCH_TABLE_H
