@@ -340,6 +340,21 @@ TEST(QtDatabases, LiveInTheThreadThatOpensThem)
     EXPECT_EQ(sum.fetchAndAddRelaxed(0), 42);
 }
 
+// What the slot gives back is handed over under a lock: the end of a call that was waited for is
+// not told.
+TEST_F(QtEvents, CarryTextsToASlotThatIsWaitedFor)
+{
+    Sender sender;
+    Answering answering;
+    answering.moveToThread(&m_thread);
+    QObject::connect(&sender, SIGNAL(texts(QStringList)), &answering, SLOT(answer(QStringList)),
+                     Qt::BlockingQueuedConnection);
+    for (int i = 0; i < rounds; ++i) {
+        emit sender.texts({QString("question %1").arg(i), QString("no question")});
+        ASSERT_EQ(QString("question %1").arg(i), answering.answered());
+    }
+}
+
 TEST_F(QtEvents, CarryTheArgumentsOfQueuedSignals)
 {
     Sender sender;

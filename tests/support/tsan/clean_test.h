@@ -4,6 +4,8 @@
 #define TESTS_SUPPORT_TSAN_CLEAN_TEST_H
 
 #include <QMetaType>
+#include <QMutex>
+#include <QMutexLocker>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -65,6 +67,30 @@ private:
     int *m_deleted;
     int m_characters = 0;
     int m_sum = 0;
+};
+
+/// Keeps what it was asked.
+class Answering : public QObject
+{
+    Q_OBJECT
+
+public:
+    QString answered() const
+    {
+        const QMutexLocker locker(&m_mutex);
+        return m_answered;
+    }
+
+public slots:
+    void answer(const QStringList &questions)
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_answered = questions.first();
+    }
+
+private:
+    mutable QMutex m_mutex;
+    QString m_answered; ///< m_mutex
 };
 
 #endif // TESTS_SUPPORT_TSAN_CLEAN_TEST_H

@@ -140,6 +140,16 @@ public:
         for (int i = 0; i < signal.parameterCount(); ++i)
             add(signal.parameterType(i), arguments[i + 1]);
     }
+    // A slot that a signal waited for has read them in another thread, and nothing that is seen
+    // here tells that it has ended.
+    ~UnsharedArguments()
+    {
+        const Unrecorded ending;
+        m_copies.clear();
+    }
+    UnsharedArguments(const UnsharedArguments &) = delete;
+    UnsharedArguments &operator=(const UnsharedArguments &) = delete;
+
     void **get() { return m_arguments.data(); }
 
 private:
