@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QTextCodec>
 #include <QtGlobal>
 #include <QtPlugin>
 #ifdef QT_GUI_LIB // only widgets turn the wheel
@@ -27,6 +28,44 @@ inline QByteArray toNarrow(const QString &text)
     return text.toLatin1();
 #endif
 }
+
+/// The codec of this program's own narrow strings for as long as one lives; without a codec of that
+/// name, Latin-1. On Qt 4.8 it is the codec of all narrow strings of the process meanwhile; the
+/// previous one comes back at the end.
+class NarrowCodec
+{
+public:
+    explicit NarrowCodec(const char *name) : m_codec(QTextCodec::codecForName(name))
+    {
+#if QT_VERSION < 0x050000
+        m_previous = QTextCodec::codecForCStrings();
+        QTextCodec::setCodecForCStrings(m_codec);
+#endif
+    }
+
+    ~NarrowCodec()
+    {
+#if QT_VERSION < 0x050000
+        QTextCodec::setCodecForCStrings(m_previous);
+#endif
+    }
+
+    QString toUnicode(const char *text) const
+    {
+#if QT_VERSION < 0x050000
+        return QString(text);
+#else
+        return m_codec != nullptr ? m_codec->toUnicode(text) : QString::fromLatin1(text);
+#endif
+    }
+
+private:
+    Q_DISABLE_COPY(NarrowCodec)
+    QTextCodec *m_codec;
+#if QT_VERSION < 0x050000
+    QTextCodec *m_previous;
+#endif
+};
 
 /// One number of the calling thread's qrand() sequence.
 inline int drawRandomNumber()
