@@ -17,6 +17,7 @@
 #include "common/tools.h"
 #include "cpl/dmc50_polling_thread.h"
 #include "hmi/abstractdeviceinterface.h"
+#include "recipe/csvimexporter.h"
 
 namespace
 {
@@ -40,7 +41,7 @@ bool isWriteQueueSizeTag(const QString &address)
     return startsWith(address, "WRITE_QUE_SIZE");
 }
 
-/// Tags of the program transfer. No transfer is part of this version: they read 0.
+/// Tags of the program transfer.
 bool isTransferTag(const QString &address)
 {
     return startsWith(address, "VVT_");
@@ -132,8 +133,8 @@ DriverDMC50v3::DriverDMC50v3()
       m_na_regexp(addressPattern("^NA([\\da-f]+)")),
       m_pa_bit_regexp(addressPattern("^PA([\\da-f]{3})([\\da-f]+)\\.(\\d+)")),
       m_na_bit_regexp(addressPattern("^NA([\\da-f]+)\\.(\\d+)")),
-      m_connection_name(connectionNames()->claim()), m_transfer_busy(false),
-      m_running_thread(nullptr), m_calls_in_progress(0)
+      m_connection_name(connectionNames()->claim()), m_csv_im_exporter(nullptr),
+      m_transfer_busy(false), m_running_thread(nullptr), m_calls_in_progress(0)
 {
     m_comm_addresses.reserve(ScratchEntries);
     m_data_indexes.reserve(ScratchEntries);
@@ -141,14 +142,31 @@ DriverDMC50v3::DriverDMC50v3()
 
 DriverDMC50v3::~DriverDMC50v3()
 {
-    // A call in progress may only now be starting the thread, hence stop() in each round.
-    while (m_calls_in_progress > 0) {
-        if (PollingThread *const thread = m_running_thread)
-            thread->stop();
+    while (callsAreUnderWay())
         Clock::system()->sleep(1);
-    }
+    endTransfers();
     stopThread();
     endConnection(m_connection_name);
+}
+
+/// Cuts calls short, the runtime's and the transfer's. A call may only now be making the transfer
+/// or starting the thread, hence all of it in each round; once no call is there, nothing is made
+/// any more.
+bool DriverDMC50v3::callsAreUnderWay()
+{
+    const bool called = m_calls_in_progress > 0;
+    CSVImExporter *const exporter = m_csv_im_exporter;
+    if (exporter != nullptr)
+        exporter->closeDriver();
+    if (PollingThread *const thread = m_running_thread)
+        thread->stop();
+    return called || (exporter != nullptr && exporter->isInDriver());
+}
+
+void DriverDMC50v3::endTransfers()
+{
+    if (CSVImExporter *const exporter = m_csv_im_exporter.exchange(nullptr))
+        exporter->end();
 }
 
 // ---- Identity ----------------------------------------------------------------------------------
@@ -252,27 +270,36 @@ void DriverDMC50v3::clearSessionCommand()
 
 bool DriverDMC50v3::hasError()
 {
-    return (m_thread && m_thread->hasError()) || m_has_error;
+    if (m_thread && m_thread->hasError())
+        return true;
+    const QMutexLocker locker(&m_error_mutex);
+    return m_has_error;
 }
 
 QString DriverDMC50v3::getLastError()
 {
-    return m_thread && m_thread->hasError() ? m_thread->getLastError() : m_last_error;
+    if (m_thread && m_thread->hasError())
+        return m_thread->getLastError();
+    const QMutexLocker locker(&m_error_mutex);
+    return m_last_error;
 }
 
 void DriverDMC50v3::clearError()
 {
+    const QMutexLocker locker(&m_error_mutex);
     m_has_error = false;
 }
 
 void DriverDMC50v3::setCommError(const QString &text)
 {
+    const QMutexLocker locker(&m_error_mutex);
     m_has_error = true;
     m_last_error = text;
 }
 
 void DriverDMC50v3::addStrToFrontOfErrorDescription(const QString &text)
 {
+    const QMutexLocker locker(&m_error_mutex);
     if (!m_last_error.contains(QLatin1Char(':')))
         m_last_error.prepend(text);
 }
@@ -303,6 +330,25 @@ void DriverDMC50v3::stopThread()
     m_thread->stop();
     m_thread->wait();
     m_thread.reset();
+}
+
+// ---- The program transfer ----------------------------------------------------------------------
+
+CSVImExporter *DriverDMC50v3::transfers(AbstractDeviceInterface *link)
+{
+    if (m_csv_im_exporter == nullptr) {
+        CSVImExporter *const exporter = new CSVImExporter(nullptr);
+        exporter->setRcpDataCommandAddrList(m_rcp_data_command_addr_list);
+        m_rcp_data_command_addr_list.clear();
+        exporter->setDriverDMC50v3_DeviceInterface(this, link);
+        m_csv_im_exporter = exporter;
+    }
+    return m_csv_im_exporter;
+}
+
+void DriverDMC50v3::setTransferBusy(bool busy)
+{
+    m_transfer_busy = busy;
 }
 
 bool DriverDMC50v3::prepare(AbstractDeviceInterface *link)
@@ -459,6 +505,7 @@ void DriverDMC50v3::addLowLatencyStation(const QString &address, uchar defaultSt
 
 ulong DriverDMC50v3::parseAddrStr(const QString &address)
 {
+    const QMutexLocker locker(&m_pattern_mutex);
     if (m_pa_regexp.indexIn(address) != -1)
         return PaAddress(m_pa_regexp.cap(1), m_pa_regexp.cap(2));
     if (m_na_regexp.indexIn(address) != -1)
@@ -469,6 +516,7 @@ ulong DriverDMC50v3::parseAddrStr(const QString &address)
 
 bool DriverDMC50v3::parseBitAddr(const QString &address, ulong &wordAddress, uint &bit)
 {
+    const QMutexLocker locker(&m_pattern_mutex);
     if (m_pa_bit_regexp.indexIn(address) != -1) {
         wordAddress = PaAddress(m_pa_bit_regexp.cap(1), m_pa_bit_regexp.cap(2));
         bit = m_pa_bit_regexp.cap(3).toUInt();
@@ -488,14 +536,24 @@ QByteArray DriverDMC50v3::read(AbstractDeviceInterface *link, const Communicator
     const CallInProgress call(m_calls_in_progress);
     if (!prepare(link))
         return QByteArray();
-    if (isInertTag(cmd.address) || isTransferTag(cmd.address))
+    if (isInertTag(cmd.address))
         return QByteArray(cmd.getDataSize(), '\0');
+    if (isTransferTag(cmd.address))
+        return readTransferTag(link, cmd);
     if (isWriteQueueSizeTag(cmd.address))
         return readWriteQueueSize(link, cmd.getDataSize());
     if (m_transfer_busy)
         return QByteArray();
     clearError();
     return readData(link, cmd);
+}
+
+QByteArray DriverDMC50v3::readTransferTag(AbstractDeviceInterface *link,
+                                          const CommunicatorCommand &cmd)
+{
+    QByteArray data(cmd.getDataSize(), '\0');
+    transfers(link)->processReadCommand(cmd, data);
+    return data;
 }
 
 QByteArray DriverDMC50v3::readWriteQueueSize(AbstractDeviceInterface *link, int size)
@@ -535,18 +593,28 @@ QByteArray DriverDMC50v3::readDWords(uchar station, ulong address, int count)
 {
     const AddressVectorMap::const_iterator it = m_valid_addresses_map.find(station);
     assert(it != m_valid_addresses_map.end());
-    const int rc = getCommAddressesAndDataIndexes(address, static_cast<uchar>(count), it->second);
-    assert(rc > 0);
+    AddressVector addresses;
+    UCharVector data_indexes;
+    {
+        const QMutexLocker locker(&m_scratch_mutex);
+        const int rc =
+            getCommAddressesAndDataIndexes(address, static_cast<uchar>(count), it->second);
+        assert(rc > 0);
+        addresses = m_comm_addresses;
+        data_indexes = m_data_indexes;
+    }
     QByteArray result(count * BytesPerDWord, '\0');
     assert(m_thread.get());
 
     AddressVector miss_addresses;
     UCharVector miss_data_indexes;
-    if (!m_thread->readDataCacheMap(station, m_comm_addresses, m_data_indexes, result,
-                                    miss_addresses, miss_data_indexes))
+    if (!m_thread->readDataCacheMap(station, addresses, data_indexes, result, miss_addresses,
+                                    miss_data_indexes))
         return QByteArray();
-    if (!miss_addresses.empty() &&
-        !m_thread->readOnceData(station, result, miss_addresses, miss_data_indexes))
+    if (miss_addresses.empty())
+        return result;
+    const QMutexLocker locker(&m_on_demand_mutex);
+    if (!m_thread->readOnceData(station, result, miss_addresses, miss_data_indexes))
         return QByteArray();
     return result;
 }
@@ -583,8 +651,12 @@ int DriverDMC50v3::write(AbstractDeviceInterface *link, const CommunicatorComman
     const CallInProgress call(m_calls_in_progress);
     if (!prepare(link))
         return 0;
-    if (isInertTag(cmd.address) || isWriteQueueSizeTag(cmd.address) || isTransferTag(cmd.address))
+    if (isInertTag(cmd.address) || isWriteQueueSizeTag(cmd.address))
         return 1;
+    if (isTransferTag(cmd.address)) {
+        transfers(link)->processWriteCommand(cmd, data);
+        return 1;
+    }
 
     int result = 1;
     for (int attempt = 0;; ++attempt) {

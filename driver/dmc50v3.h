@@ -9,6 +9,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QMutex>
 #include <QObject>
 #include <QRegExp>
 #include <QString>
@@ -17,6 +18,7 @@
 #include "driver/dmc50_share.h"
 #include "hmi/driverinterface.h"
 
+class CSVImExporter;
 class PollingThread;
 
 /// Answers the runtime's reads from the values that its polling thread collects, and hands writes
@@ -27,10 +29,13 @@ class PollingThread;
 /// names a station or a datum that the project does not define, is an error of the project and ends
 /// the program through an assertion.
 ///
-/// Threads: one thread makes all calls, with one exception: the driver may be destroyed by another
+/// Threads: one thread makes all calls, with two exceptions. The driver may be destroyed by another
 /// thread while a `read` or a `write` is in progress, if that thread knows the call to have begun
 /// (it has when the call asks its link something). The call then ends as a failure, the destructor
-/// waits for it, and there must be no further call.
+/// waits for it, and there must be no further call. And the program transfer that the driver makes
+/// for the tags "VVT_..." reads and writes in a thread of its own: `read`, `write`, `readDWords`,
+/// `parseAddrStr` and the error operations are safe for both. Of two on-demand reads one waits for
+/// the other.
 class DriverDMC50v3 : public QObject, public DriverInterface
 {
     Q_OBJECT
@@ -42,8 +47,10 @@ class DriverDMC50v3 : public QObject, public DriverInterface
 public:
     DriverDMC50v3();
 
-    /// Ends the polling thread and waits for it: until the request on the line was answered or
-    /// timed out, or the pause before a request is over.
+    /// Ends the program transfer, if there is one, and the polling thread, and waits for them:
+    /// until the request on the line was answered or timed out, the pause before a request is over,
+    /// or a file that is being written is on the stick. Nothing of either runs afterwards, with one
+    /// exception, when the transfer asks the operator for a file: see `CSVImExporter::end`.
     ~DriverDMC50v3() override;
 
     // ---- The runtime's calls -------------------------------------------------------------------
@@ -101,8 +108,11 @@ public:
     int writeBits(uchar station, const QString &bitAddress, const QByteArray &bits, uint bitCount);
 
     /// Collects which of `count` addresses from `address` on are in `valid`, into the driver's
-    /// scratch lists. Returns how many.
+    /// scratch lists. Returns how many. One caller at a time.
     int getCommAddressesAndDataIndexes(ulong address, uchar count, const AddressVector &valid);
+
+    /// While set, `read` gives nothing but the driver's own tags. Any thread.
+    void setTransferBusy(bool busy);
 
     // ---- Address texts without station prefix --------------------------------------------------
 
@@ -131,37 +141,46 @@ private:
     bool isCutShort() const;
     void addProjectAddress(const QString &address, uchar defaultStation, bool *moreToCome);
     void addLowLatencyStation(const QString &address, uchar defaultStation);
+    QByteArray readTransferTag(AbstractDeviceInterface *link, const CommunicatorCommand &cmd);
     QByteArray readWriteQueueSize(AbstractDeviceInterface *link, int size);
     QByteArray readData(AbstractDeviceInterface *link, const CommunicatorCommand &cmd);
     int writeData(AbstractDeviceInterface *link, const CommunicatorCommand &cmd,
                   const QByteArray &data);
     QByteArray readAroundBits(uchar station, const QString &bitAddress, uint bitCount,
                               ulong &wordAddress, uint &bit);
+    bool callsAreUnderWay();
+    void endTransfers();
     void stopThread();
+    CSVImExporter *transfers(AbstractDeviceInterface *link);
 
-    bool m_has_error;
+    bool m_has_error; ///< m_error_mutex
     bool m_debug_mode;
     bool m_db_opened;
     bool m_valid_addresses_ready;
     uchar m_default_station_id;
-    QRegExp m_station_pa_regexp;
-    QRegExp m_pa_regexp;
-    QRegExp m_station_na_regexp;
-    QRegExp m_na_regexp;
-    QRegExp m_pa_bit_regexp;
-    QRegExp m_na_bit_regexp;
+    QRegExp m_station_pa_regexp; ///< patterns keep what they found last: m_pattern_mutex
+    QRegExp m_pa_regexp;         ///< likewise
+    QRegExp m_station_na_regexp; ///< likewise
+    QRegExp m_na_regexp;         ///< likewise
+    QRegExp m_pa_bit_regexp;     ///< likewise
+    QRegExp m_na_bit_regexp;     ///< likewise
     QString m_connection_name;
-    QString m_last_error;
+    QString m_last_error; ///< m_error_mutex
     AddressVectorMap m_valid_addresses_map;
-    AddressVector m_comm_addresses; ///< scratch of getCommAddressesAndDataIndexes
+    AddressVector m_comm_addresses; ///< of getCommAddressesAndDataIndexes; m_scratch_mutex
     UCharVector m_data_indexes;     ///< likewise, parallel
     std::set<uchar> m_low_latency_stations;
     std::unique_ptr<PollingThread> m_thread;
-    QList<CommunicatorCommand> m_session_commands; ///< kept until the thread exists
+    QList<CommunicatorCommand> m_session_commands;  ///< kept until the thread exists
+    std::atomic<CSVImExporter *> m_csv_im_exporter; ///< null until a "VVT_" tag is used; owned
     QStringList m_rcp_data_command_addr_list;      ///< NA texts of the project, as they stand there
     std::atomic<bool> m_transfer_busy;             ///< a program is being read out of a controller
     std::atomic<PollingThread *> m_running_thread; ///< m_thread, for a destructor on another thread
     std::atomic<int> m_calls_in_progress;          ///< of read and write
+    QMutex m_error_mutex;
+    QMutex m_pattern_mutex;
+    QMutex m_scratch_mutex;
+    QMutex m_on_demand_mutex; ///< held during an on-demand read: a value is handed out once
 };
 
 /// Creates a driver; the caller owns it. Exported by the plug-in.

@@ -242,6 +242,14 @@ TEST_F(Lifetime, MayEndWhileWritesFail)
     destroyAtOnce();
 }
 
+TEST_F(Lifetime, MayEndAfterATagOfTheTransferWasUsed)
+{
+    EXPECT_EQ("00 00 00 00", hexOf(driver->read(&link, tag("VVT_PROGRESS0"))));
+    EXPECT_EQ(1, driver->write(&link, tag("VVT_PROG_ID0"), bytes("05")));
+    EXPECT_EQ("05 00 00 00", hexOf(driver->read(&link, tag("VVT_PROG_ID0"))));
+    destroyAtOnce();
+}
+
 TEST_F(Lifetime, MayEndWithLowLatencyStations)
 {
     link.silent = true;
@@ -460,7 +468,7 @@ struct SlowEnd {
 };
 
 /// Ends the program with drivers that are destroyed after everything else, one of them with a line
-/// that runs on for a while and one with a connection.
+/// that runs on for a while and a transfer's worker, and one with a connection.
 void exitWithDrivers()
 {
     removeProject();
@@ -472,6 +480,7 @@ void exitWithDrivers()
     probe::setValidAddresses(*driver, {{1, {0x10}}});
     driver->createThread(&link);
     running = std::move(driver);
+    running->read(&link, tag("VVT_ENABLE1"));
     connected.reset(CreateDriver());
     connected->read(&link, tag("NA10"));
     std::exit(running->read(&link, tag("NA10")).size());

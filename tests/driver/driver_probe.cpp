@@ -64,10 +64,20 @@ PollingThread *thread(const DriverDMC50v3 &driver)
     return driver.m_thread.get();
 }
 
+CSVImExporter *exporter(const DriverDMC50v3 &driver)
+{
+    return driver.m_csv_im_exporter;
+}
+
 void setValidAddresses(DriverDMC50v3 &driver, const AddressVectorMap &addresses)
 {
     driver.m_valid_addresses_map = addresses;
     driver.m_valid_addresses_ready = true;
+}
+
+void setProgramDataAddresses(DriverDMC50v3 &driver, const QStringList &addresses)
+{
+    driver.m_rcp_data_command_addr_list = addresses;
 }
 
 void setLowLatencyStations(DriverDMC50v3 &driver, const std::set<uchar> &stations)

@@ -13,6 +13,7 @@
 #include "driver/dmc50_share.h"
 #include "driver/drv_dev_setting.h"
 
+class CSVImExporter;
 class DriverDMC50v3;
 class PollingThread;
 
@@ -43,9 +44,11 @@ UCharVector dataIndexes(const DriverDMC50v3 &driver);
 
 /// Null until there is one.
 PollingThread *thread(const DriverDMC50v3 &driver);
+CSVImExporter *exporter(const DriverDMC50v3 &driver);
 
 /// Gives the driver a table as if the project's database had held it.
 void setValidAddresses(DriverDMC50v3 &driver, const AddressVectorMap &addresses);
+void setProgramDataAddresses(DriverDMC50v3 &driver, const QStringList &addresses);
 void setLowLatencyStations(DriverDMC50v3 &driver, const std::set<uchar> &stations);
 void setTransferBusy(DriverDMC50v3 &driver, bool busy);
 

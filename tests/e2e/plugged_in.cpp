@@ -50,6 +50,22 @@ QList<CommunicatorCommand> sessionOf(const QStringList &tags)
     return session;
 }
 
+quint32 fromLittleEndian(const QByteArray &data)
+{
+    quint32 value = 0;
+    for (int i = 3; i >= 0; --i)
+        value = value << 8 | static_cast<uchar>(data.at(i));
+    return value;
+}
+
+QByteArray toLittleEndian(quint32 value)
+{
+    QByteArray data;
+    for (int i = 0; i < 4; ++i)
+        data.append(static_cast<char>(value >> (8 * i) & 0xFFU));
+    return data;
+}
+
 /// What cannot be had ends the test.
 void require(bool condition, const std::string &what)
 {
@@ -59,10 +75,10 @@ void require(bool condition, const std::string &what)
 
 } // namespace
 
-PluggedIn::PluggedIn() : m_plugin(QStringLiteral(DMC50_PLUGIN_FILE))
+PluggedIn::PluggedIn(const QStringList &moreTags) : m_plugin(QStringLiteral(DMC50_PLUGIN_FILE))
 {
     removeProject();
-    ProjectDatabase::withTags(allTags(), SoundStation);
+    ProjectDatabase::withTags(allTags() + moreTags, SoundStation);
 
     SimulatorOptions options;
     options.stations = {SoundStation, FaultyStation};
@@ -119,19 +135,29 @@ bool PluggedIn::read(int station, quint32 address, quint32 *value)
     const QByteArray data = m_driver->read(m_monitor.get(), doubleWord(addressText(address)));
     if (data.size() != 4)
         return false;
-    *value = 0;
-    for (int i = 3; i >= 0; --i)
-        *value = *value << 8 | static_cast<uchar>(data.at(i));
+    *value = fromLittleEndian(data);
     return true;
+}
+
+int PluggedIn::readTag(const QString &name)
+{
+    m_serial->setStationId(SoundStation);
+    const QByteArray data = m_driver->read(m_monitor.get(), doubleWord(name));
+    return data.size() == 4 ? int(fromLittleEndian(data)) : -1;
+}
+
+void PluggedIn::writeTag(const QString &name, int value)
+{
+    m_serial->setStationId(SoundStation);
+    const QByteArray data = toLittleEndian(static_cast<quint32>(value));
+    require(m_driver->write(m_monitor.get(), doubleWord(name), data) == 1, name.toStdString());
 }
 
 int PluggedIn::write(int station, quint32 address, quint32 value)
 {
     m_serial->setStationId(station);
-    QByteArray data;
-    for (int i = 0; i < 4; ++i)
-        data.append(static_cast<char>(value >> (8 * i) & 0xFFU));
-    return m_driver->write(m_monitor.get(), doubleWord(addressText(address)), data);
+    return m_driver->write(m_monitor.get(), doubleWord(addressText(address)),
+                           toLittleEndian(value));
 }
 
 void PluggedIn::addFault(const std::string &text)

@@ -8,6 +8,7 @@
 #include <string>
 
 #include <QLibrary>
+#include <QStringList>
 
 #include "hmi/desktop/line_monitor.h"
 #include "hmi/desktop/serial_link.h"
@@ -26,7 +27,8 @@ public:
     enum : int { SoundStation = 1, FaultyStation = 2 };
 
     /// Makes the project and starts the simulator and the driver; ends the test on failure.
-    PluggedIn();
+    /// \param moreTags  of the project
+    explicit PluggedIn(const QStringList &moreTags = QStringList());
     ~PluggedIn();
 
     /// The value of a word in a generation; all words begin in generation 0.
@@ -42,6 +44,11 @@ public:
     /// Reads one word as the runtime does; false when the driver gave nothing.
     bool read(int station, quint32 address, quint32 *value);
     int write(int station, quint32 address, quint32 value);
+
+    /// Read and write a tag of the driver's own. \return its first four bytes as a number, -1 for
+    /// nothing
+    int readTag(const QString &name);
+    void writeTag(const QString &name, int value);
 
     void addFault(const std::string &fault);
 
