@@ -124,6 +124,11 @@ void MessageCenterItemWidget::setMessage(const QString &text)
     m_label_msg->setText(text);
 }
 
+QString MessageCenterItemWidget::message() const
+{
+    return m_label_msg->text();
+}
+
 int MessageCenterItemWidget::getHeight()
 {
     const QRect geometry = m_layout->geometry();

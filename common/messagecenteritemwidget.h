@@ -27,6 +27,9 @@ public:
     /// Replaces the text. A first line that ends in a line break is the title.
     void setMessage(const QString &text);
 
+    /// The text as it was set, which may be more than the row shows.
+    QString message() const;
+
     /// The height that the layout fills, in pixels; 0 before it was laid out.
     int getHeight();
 

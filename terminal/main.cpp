@@ -12,6 +12,7 @@
 #include "terminal/options.h"
 #include "terminal/run_directory.h"
 #include "terminal/terminal.h"
+#include "terminal/usb_stick.h"
 
 namespace
 {
@@ -36,10 +37,12 @@ void endWithoutScreen(QtMsgType type, const QMessageLogContext &, const QString 
 }
 
 /// Only a window needs a display.
-std::unique_ptr<QCoreApplication> makeApplication(bool window, RunDirectory *directory, int &argc,
-                                                  char **argv)
+std::unique_ptr<QCoreApplication> makeApplication(const TerminalOptions &options,
+                                                  RunDirectory *directory, int &argc, char **argv)
 {
-    if (!window)
+    if (options.hasTransfer) // the message panel is a widget; nobody is to see it
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    else if (!options.window)
         return std::unique_ptr<QCoreApplication>(new QCoreApplication(argc, argv));
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     directoryToLeave = directory;
@@ -85,8 +88,13 @@ int main(int argc, char **argv)
     int status = AllGood;
     if (!prepare(argc, argv, &options, &directory, &status))
         return status;
+    if (!options.usbStick.isEmpty()) {
+        const QString mistake = mountAsUsbStick(options.usbStick);
+        if (!mistake.isEmpty())
+            return fail(NotAvailable, mistake);
+    }
     const std::unique_ptr<QCoreApplication> application =
-        makeApplication(options.window, &directory, argc, argv);
+        makeApplication(options, &directory, argc, argv);
     try {
         Terminal terminal(options, directory.home());
         terminal.setUp();

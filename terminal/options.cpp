@@ -24,6 +24,8 @@ const char Description[] =
     "      ten seconds, one JSON object a line\n"
     "  dmc50-terminal --simulate=1,2 --fault drop:station=2:every=3 --timeout 3000\n"
     "      what a station looks like that leaves every third request unanswered\n"
+    "  dmc50-terminal --simulate --export-program 5 --usb-stick stick\n"
+    "      program 5 of the controller as stick/PROG_5.txt\n"
     "  dmc50-terminal --simulate --write furnace1.setpoint=4500\n"
     "      another set point\n"
     "\n"
@@ -48,6 +50,8 @@ const NumberOption NumberOptions[] = {
     {"delay", 0, 1000, &TerminalOptions::delayMs}, // the end may have to wait for it
     {"duration", 0, Unlimited, &TerminalOptions::durationS},
 };
+
+const int TemplateProgram = -1;
 
 void addOptions(QCommandLineParser *parser)
 {
@@ -76,6 +80,13 @@ void addOptions(QCommandLineParser *parser)
          "A fault of the simulated line, such as drop:station=2:every=3; may be given "
          "several times. dmc50-sim --help lists them.",
          "fault"},
+        {"export-program",
+         "Carry a program from the controller to the USB stick, as PROG_number.txt. -1: a "
+         "template.",
+         "number"},
+        {"import-program", "Carry PROG_number.txt from the USB stick to the controller.", "number"},
+        {"steps", "Steps of the program, 0 to 32 (default 32).", "count"},
+        {"usb-stick", "Let a directory be the USB stick, for this program alone.", "directory"},
         {"window", "Show the terminal's screen."},
         {"panel",
          "Use the devices of a panel: sticks and cards below /run/media, the beeper's PWM files, "
@@ -165,6 +176,45 @@ QString readLine(const QCommandLineParser &parser, TerminalOptions *options)
     return QString();
 }
 
+bool readNumber(const QString &text, int least, int most, int *number)
+{
+    bool ok = false;
+    *number = text.toInt(&ok);
+    return ok && *number >= least && *number <= most;
+}
+
+QString readTransfer(const QCommandLineParser &parser, TerminalOptions *options)
+{
+    const bool exports = parser.isSet("export-program");
+    options->hasTransfer = exports || parser.isSet("import-program");
+    if (exports && parser.isSet("import-program"))
+        return "--export-program and --import-program exclude each other";
+    if (!options->hasTransfer)
+        return parser.isSet("steps") ? "--steps needs --export-program or --import-program" : "";
+    const char *const option = exports ? "export-program" : "import-program";
+    TransferRequest &transfer = options->transfer;
+    transfer.kind = exports ? TransferKind::Export : TransferKind::Import;
+    transfer.steps = Tag::ProgramSteps;
+    if (!readNumber(parser.value(option), exports ? TemplateProgram : 0, Unlimited,
+                    &transfer.program))
+        return QString("--%1 takes a program number, not \"%2\"").arg(option, parser.value(option));
+    if (parser.isSet("steps") &&
+        !readNumber(parser.value("steps"), 0, Tag::ProgramSteps, &transfer.steps))
+        return QString("--steps takes a number from 0 to 32, not \"%1\"")
+            .arg(parser.value("steps"));
+    return options->window ? "a program is carried without --window, or by its program page" : "";
+}
+
+QString readStick(const QCommandLineParser &parser, TerminalOptions *options)
+{
+    options->usbStick = parser.value("usb-stick");
+    if (!parser.isSet("usb-stick"))
+        return QString();
+    if (options->panel)
+        return "--usb-stick is a desktop's: it excludes --panel";
+    return options->usbStick.isEmpty() ? "--usb-stick takes a directory" : "";
+}
+
 QString readFormat(const QCommandLineParser &parser, TerminalOptions *options)
 {
     const QString format = parser.isSet("format") ? parser.value("format") : "table";
@@ -192,6 +242,10 @@ QString readAll(const QCommandLineParser &parser, TerminalOptions *options)
         mistake = readLine(parser, options);
     if (mistake.isEmpty())
         mistake = readFormat(parser, options);
+    if (mistake.isEmpty())
+        mistake = readTransfer(parser, options);
+    if (mistake.isEmpty())
+        mistake = readStick(parser, options);
     if (mistake.isEmpty())
         mistake = readWrites(parser.values("write"), &options->writes);
     return mistake;

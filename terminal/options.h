@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include "simulator/fault.h"
+#include "terminal/program_tags.h"
 
 #include <vector>
 
@@ -27,6 +28,11 @@ struct TerminalOptions {
 
     QString plugin; ///< file of the plug-in; empty: the one that belongs to this program
     bool createDriver = false;
+    QString usbStick; ///< a directory that plays the stick; empty: none
+
+    bool hasTransfer = false; ///< carries one program instead of showing tags
+    TransferRequest transfer;
+
     bool window = false; ///< shows the terminal's screen
     bool panel = false;  ///< uses a panel's devices in place of the desktop's
 

@@ -11,6 +11,7 @@
 
 #include "hmi/desktop/line_monitor.h"
 #include "terminal/options.h"
+#include "terminal/program_tags.h"
 #include "terminal/session.h"
 #include "terminal/window/storage_state.h"
 
@@ -34,7 +35,21 @@ public:
     /// Something about a stick or a card has changed, if only its free space.
     virtual void storage(StorageKind kind, const StorageState &state) = 0;
 
+    /// Offers a way to start transfers at a station; not owned, ends with the session.
+    virtual void usePrograms(ProgramTags *programs, int station)
+    {
+        Q_UNUSED(programs)
+        Q_UNUSED(station)
+    }
+
+    /// What the tags of the program transfers show now; the communication thread's, every moment.
+    virtual void transfers(const TransferViews &views) { Q_UNUSED(views) }
+
     virtual void end(const SessionSummary &summary) = 0;
+
+    /// Whether there is nothing more to wait for, and whether what was asked for has been done.
+    virtual bool isOver() const { return false; }
+    virtual bool hasSucceeded() const { return true; }
 
     /// \param out  not owned; a table is redrawn in place when this is a terminal
     static std::unique_ptr<Report> create(TerminalOptions::Format format, FILE *out);

@@ -8,6 +8,7 @@ namespace
 
 const char StartTag[] = "INITDRV0"; // a tag that every driver of this kind answers by itself
 const int ErrorSampleMs = 5;
+const int AsideMs = 100;
 
 qint64 steadyMs()
 {
@@ -221,7 +222,12 @@ Session::WriteResult Session::send(const TagWrite &write)
 void Session::rest()
 {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(m_period_ms);
+    auto aside = std::chrono::steady_clock::now();
     while (std::chrono::steady_clock::now() < end) {
+        if (m_line.aside && std::chrono::steady_clock::now() >= aside) {
+            m_line.aside();
+            aside = std::chrono::steady_clock::now() + std::chrono::milliseconds(AsideMs);
+        }
         {
             const SessionLink::Call call(m_line.link);
             if (!call.allowed())

@@ -51,6 +51,7 @@ struct SessionLine {
     std::function<qint64(int, quint32)> ageOf;      ///< ms since a good read; -1: never
     std::function<bool(int station)> stationFails;  ///< its last exchange went wrong
     std::function<qint64()> nowMs;                  ///< any origin; the steady clock when empty
+    std::function<void()> aside; ///< what else the communication thread does, between two rounds
     int defaultStation = 1;
 };
 

@@ -13,6 +13,8 @@ const int LongestTag = 1020; // bytes: the driver counts a tag's double words in
 const int LongestName = 64;
 const int PaShift = 20;
 
+const char ProgramType[] = "program"; // no type of the driver's: the project lists it, that is all
+
 struct TypeName {
     const char *name;
     int type;
@@ -130,6 +132,40 @@ int roundedUp(int amount, int unit)
     return (amount + unit - 1) / unit;
 }
 
+/// The text of an address so many behind another one.
+QString addressBehind(const QString &text, int distance)
+{
+    const QRegularExpressionMatch match = matchAddress(text);
+    const QString start = text.left(match.capturedStart(4));
+    const quint32 digits = match.captured(4).toUInt(nullptr, 16);
+    return start + QString::number(digits + static_cast<quint32>(distance), 16).toUpper();
+}
+
+QStringList programAddresses(const Tag &tag)
+{
+    QStringList addresses;
+    for (int step = 0; step < tag.programSteps; ++step) {
+        for (int value = 0; value < Tag::ProgramStepValues; ++value)
+            addresses << addressBehind(tag.text, step * Tag::ProgramStepPitch + value);
+    }
+    return addresses;
+}
+
+/// Reads an unsigned decimal length.
+bool readLength(const QString &text, int most, int *length)
+{
+    bool ok = false;
+    *length = text.toInt(&ok);
+    return ok && *length >= 1 && *length <= most;
+}
+
+int mostItems(const Tag &tag)
+{
+    if (tag.isDriverTag)
+        return Tag::ProgramSteps;
+    return tag.isBits() ? BitsPerDoubleWord : LongestTag / (itemBits(tag) / BitsPerByte);
+}
+
 } // namespace
 
 bool Tag::isBits() const
@@ -166,14 +202,13 @@ CommunicatorCommand Tag::access() const
 
 QStringList Tag::projectAddresses() const
 {
+    if (programSteps > 0)
+        return programAddresses(*this);
     QStringList addresses(text);
     if (isDriverTag)
         return addresses;
-    const QRegularExpressionMatch match = matchAddress(text);
-    const QString start = text.left(match.capturedStart(4));
-    const quint32 digits = match.captured(4).toUInt(nullptr, 16);
     for (int i = 1; i < doubleWords(); ++i)
-        addresses << start + QString::number(digits + static_cast<quint32>(i), 16).toUpper();
+        addresses << addressBehind(text, i);
     return addresses;
 }
 
@@ -182,7 +217,7 @@ QStringList tagTypeNames()
     QStringList names;
     for (const TypeName &type : TypeNames)
         names << type.name;
-    return names;
+    return names << ProgramType;
 }
 
 bool parseTag(const QString &name, const QString &address, const QString &type,
@@ -201,7 +236,8 @@ bool parseTag(const QString &name, const QString &address, const QString &type,
         *error = QString("\"%1\": %2").arg(name.left(LongestName).simplified(), mistakenName);
         return false;
     }
-    if (!findType(type, &parsed.type)) {
+    parsed.isDriverTag = type == ProgramType;
+    if (!parsed.isDriverTag && !findType(type, &parsed.type)) {
         *error = QString("\"%1\" is no type; there are %2").arg(type, tagTypeNames().join(", "));
         return false;
     }
@@ -210,11 +246,8 @@ bool parseTag(const QString &name, const QString &address, const QString &type,
         *error = QString("\"%1\": %2").arg(address, mistake);
         return false;
     }
-    bool ok = false;
-    parsed.length = length.toInt(&ok);
-    const int most =
-        parsed.isBits() ? BitsPerDoubleWord : LongestTag / (itemBits(parsed) / BitsPerByte);
-    if (!ok || parsed.length < 1 || parsed.length > most) {
+    const int most = mostItems(parsed);
+    if (!readLength(length, most, parsed.isDriverTag ? &parsed.programSteps : &parsed.length)) {
         *error = QString("\"%1\" is no length of a %2 tag (1 to %3)").arg(length, type).arg(most);
         return false;
     }

@@ -15,6 +15,7 @@
 /// write get it without, at the station that the link then reports.
 struct Tag {
     enum { DefaultStation = -1 };
+    enum { ProgramSteps = 32, ProgramStepValues = 24, ProgramStepPitch = 0x20 };
 
     QString name;
     QString text;                 ///< the address as the project writes it: "3-NA20.4"
@@ -26,8 +27,13 @@ struct Tag {
     quint32 firstAddress = 0; ///< of the first double word
     int bit = 0;              ///< first bit in it, for bit types
 
-    /// The driver's own tags ("LOWLATENCY") belong in the project but are never read.
+    /// The driver's own tags ("LOWLATENCY") and program areas belong in the project but are never
+    /// read.
     bool isDriverTag = false;
+
+    /// Steps of a program area, 1 to 32; 0: this is none. Each has `ProgramStepValues` double
+    /// words, `ProgramStepPitch` addresses after the last one's.
+    int programSteps = 0;
 
     bool isBits() const;
     /// Bytes of the tag's data.
@@ -45,7 +51,7 @@ struct Tag {
     QStringList projectAddresses() const;
 };
 
-/// The names of the types: "bit", "byte", "word", "dword", "block", "bits".
+/// The names of the types: "bit", "byte", "word", "dword", "block", "bits", "program".
 QStringList tagTypeNames();
 
 /// Builds a tag from the texts of a project. Without a name the tag is called by its address.

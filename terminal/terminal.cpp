@@ -11,14 +11,17 @@
 #include <QStringList>
 #include <QTimer>
 
+#include "common/messagecenter.h"
 #include "hmi/desktop/desktop_platform.h"
 #include "terminal/storage_watch.h"
+#include "terminal/transfer_report.h"
 #include "terminal/window_report.h"
 
 namespace
 {
 
 const int EndTickMs = 50;
+const QSize HiddenPanelSize(400, 300);
 
 /// The first of some files that exists, or the last.
 QString firstExisting(const QStringList &files)
@@ -52,7 +55,15 @@ ExitStatus Terminal::run(EndSignals *endSignals)
     const std::unique_ptr<Report> report = makeReport();
     std::mutex reporting; // rounds come from the communication thread, the rest from this one
     Session *current = nullptr;
-    Session session(m_host.driver(), sessionLine(), m_tags, m_writes, m_options.periodMs,
+    SessionLine line = sessionLine();
+    m_programs.reset(new ProgramTags(m_host.driver(), line, [&](const TransferViews &views) {
+        const std::lock_guard<std::mutex> lock(reporting);
+        report->transfers(views);
+    }));
+    line.aside = [this] { m_programs->serve(); };
+    report->usePrograms(m_programs.get(), m_timing->stationid);
+    startTransfer();
+    Session session(m_host.driver(), line, m_tags, m_writes, m_options.periodMs,
                     [&](const std::vector<TagView> &views) {
                         const std::lock_guard<std::mutex> lock(reporting);
                         report->round(views, summaryOf(*current));
@@ -71,7 +82,7 @@ ExitStatus Terminal::run(EndSignals *endSignals)
             const std::lock_guard<std::mutex> lock(reporting);
             report->storage(kind, state);
         });
-        waitForEnd(endSignals, ended);
+        waitForEnd(endSignals, [&] { return ended || report->isOver(); });
     }
     // Before the line is taken down: what fails from now on is no failure of the line.
     SessionSummary summary = summaryOf(session);
@@ -81,7 +92,7 @@ ExitStatus Terminal::run(EndSignals *endSignals)
     summary.reads = session.reads();
     summary.writes = session.writesDone();
     report->end(summary);
-    return statusOf(summary, session);
+    return statusOf(summary, session, *report);
 }
 
 // ---- Set-up
@@ -218,13 +229,28 @@ void Terminal::writeDatabase()
 
 // ---- Running
 
-std::unique_ptr<Report> Terminal::makeReport() const
+/// The message panel is there also where nobody looks at it: it gets what a transfer has to say.
+std::unique_ptr<Report> Terminal::makeReport()
 {
+    if (m_options.hasTransfer) {
+        MessageCenter::initInstance(HiddenPanelSize, HiddenPanelSize, 0, QRect(), 0);
+        return std::unique_ptr<Report>(
+            new TransferReport(m_options.transfer, m_options.format, m_options.usbStick, stdout));
+    }
     std::unique_ptr<Report> printed = Report::create(m_options.format, stdout);
     if (!m_options.window)
         return printed;
     return std::unique_ptr<Report>(
         new WindowReport(m_tags, m_timing->stationid, m_options.periodMs, std::move(printed)));
+}
+
+void Terminal::startTransfer()
+{
+    if (!m_options.hasTransfer)
+        return;
+    TransferRequest request = m_options.transfer;
+    request.station = m_timing->stationid;
+    m_programs->start(request);
 }
 
 SessionLine Terminal::sessionLine()
@@ -262,12 +288,12 @@ SessionSummary Terminal::summaryOf(const Session &session) const
 }
 
 /// Serves the main thread's events until the session is to end.
-void Terminal::waitForEnd(EndSignals *endSignals, const std::atomic<bool> &ended) const
+void Terminal::waitForEnd(EndSignals *endSignals, const std::function<bool()> &ended) const
 {
     const auto begin = std::chrono::steady_clock::now();
     const auto limit = std::chrono::seconds(m_options.durationS);
     const auto isOver = [&] {
-        return ended || endSignals->arrived() ||
+        return ended() || endSignals->arrived() ||
                (m_options.durationS > 0 && std::chrono::steady_clock::now() - begin >= limit);
     };
     QEventLoop loop;
@@ -291,7 +317,8 @@ void Terminal::end(Session *session, std::thread *communication)
     m_serial->close();
 }
 
-ExitStatus Terminal::statusOf(const SessionSummary &summary, const Session &session) const
+ExitStatus Terminal::statusOf(const SessionSummary &summary, const Session &session,
+                              const Report &report) const
 {
     const quint64 notWritten = session.writesRefused() + static_cast<quint64>(session.writesLeft());
     if (notWritten > 0)
@@ -299,6 +326,9 @@ ExitStatus Terminal::statusOf(const SessionSummary &summary, const Session &sess
                 static_cast<unsigned long long>(notWritten));
     if (std::ferror(stdout) != 0)
         fprintf(stderr, "dmc50-terminal: standard output cannot be written\n");
-    const bool allGood = notWritten == 0 && std::ferror(stdout) == 0 && summary.line.failed == 0;
+    // A transfer gets over a failed exchange, or fails itself.
+    const bool lineGood = m_options.hasTransfer || summary.line.failed == 0;
+    const bool allGood =
+        notWritten == 0 && std::ferror(stdout) == 0 && lineGood && report.hasSucceeded();
     return allGood ? AllGood : SomethingFailed;
 }

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -17,6 +18,7 @@
 #include "terminal/driver_host.h"
 #include "terminal/end_signals.h"
 #include "terminal/options.h"
+#include "terminal/program_tags.h"
 #include "terminal/project.h"
 #include "terminal/report.h"
 #include "terminal/session.h"
@@ -55,13 +57,15 @@ private:
     QString startSimulator();
     void openTrace();
     void writeDatabase();
-    std::unique_ptr<Report> makeReport() const;
+    std::unique_ptr<Report> makeReport();
+    void startTransfer();
     SessionLine sessionLine();
     bool isFailing(int station) const;
     SessionSummary summaryOf(const Session &session) const;
-    void waitForEnd(EndSignals *endSignals, const std::atomic<bool> &ended) const;
+    void waitForEnd(EndSignals *endSignals, const std::function<bool()> &ended) const;
     void end(Session *session, std::thread *communication);
-    ExitStatus statusOf(const SessionSummary &summary, const Session &session) const;
+    ExitStatus statusOf(const SessionSummary &summary, const Session &session,
+                        const Report &report) const;
 
     const TerminalOptions m_options;
     const QString m_home;
@@ -75,6 +79,7 @@ private:
     std::unique_ptr<SerialLink> m_serial;
     std::unique_ptr<LineMonitor> m_monitor;
     std::unique_ptr<SessionLink> m_link;
+    std::unique_ptr<ProgramTags> m_programs;
     DriverHost m_host; ///< last, so that the driver ends before its line
 };
 

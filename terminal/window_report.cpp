@@ -5,9 +5,12 @@
 #include "common/zsetting.h"
 #include "hmi/desktop/desktop_platform.h"
 #include "terminal/window/message_area.h"
+#include "terminal/window/program_page.h"
 #include "terminal/window/terminal_window.h"
 
+#include <QApplication>
 #include <QEvent>
+#include <QThreadPool>
 
 #include <climits>
 
@@ -16,13 +19,24 @@ namespace
 
 const int PanelWidth = 420; // the values beside it stay in sight
 
+/// A stick may be slow; the screen must not wait for it.
+void readInBackground(const QString &directory, int program, const ProgramPage::Answer &answer)
+{
+    QThreadPool::globalInstance()->start([directory, program, answer] {
+        const ProgramPreview preview = readProgramPreview(directory, program);
+        QMetaObject::invokeMethod(
+            qApp, [answer, preview] { answer(preview); }, Qt::QueuedConnection);
+    });
+}
+
 } // namespace
 
 WindowReport::WindowReport(const QList<Tag> &tags, int defaultStation, int periodMs,
                            std::unique_ptr<Report> printed)
     : m_printed(std::move(printed)), m_window(new TerminalWindow(tags, defaultStation, periodMs)),
-      m_messages(nullptr), m_is_pending(false)
+      m_messages(nullptr), m_program_page(new ProgramPage(readInBackground)), m_is_pending(false)
 {
+    m_window->addPage("Program", m_program_page);
     m_window->setWindowTitle("DMC50");
     m_window->show();
     m_messages = new MessageArea(m_window.get(),
@@ -70,6 +84,30 @@ void WindowReport::storage(StorageKind kind, const StorageState &state)
     announce(kind, shown, state);
     shown = state;
     m_window->setStorage(m_usb, m_card);
+    if (kind == StorageKind::UsbStick)
+        m_program_page->setStick(m_usb);
+}
+
+void WindowReport::usePrograms(ProgramTags *programs, int station)
+{
+    connect(m_program_page, &ProgramPage::transferRequested, this,
+            [programs, station](TransferKind kind, int program, int steps) {
+                TransferRequest request;
+                request.kind = kind;
+                request.program = program;
+                request.steps = steps;
+                request.station = station;
+                programs->start(request);
+            });
+    connect(m_program_page, &ProgramPage::acknowledged, this,
+            [programs](TransferKind kind) { programs->acknowledge(kind); });
+}
+
+void WindowReport::transfers(const TransferViews &views)
+{
+    ProgramPage *const page = m_program_page;
+    QMetaObject::invokeMethod(
+        page, [page, views] { page->showTransfers(views); }, Qt::QueuedConnection);
 }
 
 void WindowReport::announce(StorageKind kind, const StorageState &before, const StorageState &now)

@@ -13,6 +13,7 @@
 #include "terminal/window/storage_state.h"
 
 class MessageArea;
+class ProgramPage;
 class TerminalWindow;
 
 /// Shows the session in a window, with the message panel over it and the beeper's switch. The end
@@ -32,6 +33,8 @@ public:
 
     void round(const std::vector<TagView> &views, const SessionSummary &soFar) override;
     void storage(StorageKind kind, const StorageState &state) override;
+    void transfers(const TransferViews &views) override;
+    void usePrograms(ProgramTags *programs, int station) override;
     void end(const SessionSummary &summary) override;
 
 signals:
@@ -55,6 +58,7 @@ private:
     std::unique_ptr<Report> m_printed;
     std::unique_ptr<TerminalWindow> m_window;
     MessageArea *m_messages;
+    ProgramPage *m_program_page; ///< the window's
     StorageState m_usb;
     StorageState m_card;
     std::mutex m_mutex; ///< guards what follows

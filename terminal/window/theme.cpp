@@ -37,8 +37,19 @@ QScrollBar::handle:vertical { background: %7; min-height: %6px; border: none;
     border-left: %8px solid %1; border-right: %8px solid %1; }
 QScrollBar:horizontal { background: %1; height: %3px; margin: 0; border: none; }
 QScrollBar::handle:horizontal { background: %7; min-width: %6px; border: none; }
+QAbstractScrollArea::corner { background: %1; border: none; }
 QScrollBar::add-line, QScrollBar::sub-line { height: 0; width: 0; }
 QScrollBar::add-page, QScrollBar::sub-page { background: none; }
+)";
+
+const char ButtonSheet[] = R"(
+QPushButton { background: %1; color: %2; border: none; border-radius: %3px; padding: 0; }
+QPushButton:pressed { background: %4; }
+QPushButton:disabled { background: %5; color: %6; }
+)";
+const char ProgressSheet[] = R"(
+QProgressBar { background: %1; color: %2; border: none; border-radius: %3px; text-align: center; }
+QProgressBar::chunk { background: %4; border-radius: %3px; }
 )";
 
 /// Also of a font that is given in points, as a widget's is before it is in a window.
@@ -112,4 +123,16 @@ QString Theme::tableStyle(const QFont &font)
              pixels(font, TouchTarget), name(Axis), pixels(font, ScrollBarHandleMargin))
         .arg(pixelSizeOf(smallFont(font)))
         .arg(font.family());
+}
+
+QString Theme::buttonStyle(const QFont &font)
+{
+    return QString(ButtonSheet)
+        .arg(name(BarButton), name(BarText), pixels(font, Gap / 2), name(BarButtonDown), name(Rule),
+             name(QuietText));
+}
+
+QString Theme::progressStyle(const QFont &font)
+{
+    return QString(ProgressSheet).arg(name(Rule), name(Text), pixels(font, Gap / 2), name(Done));
 }

@@ -30,7 +30,8 @@ const QRgb Warning = 0xFFFFE9B8; ///< behind what is stale, busy or waiting
 const QRgb WarningText = 0xFF6B4300;
 const QRgb Alarm = 0xFFFBDAD7; ///< behind what has failed
 const QRgb AlarmText = 0xFF9B1C16;
-const QRgb Lit = 0xFFFFC94D; ///< the beep indicator while it sounds
+const QRgb Done = 0xFF9CC3E6; ///< the part of a bar that is done; the text stands on it
+const QRgb Lit = 0xFFFFC94D;  ///< the beep indicator while it sounds
 
 /// The trend's pens also differ in their dashes and numbers.
 const QRgb Pens[] = {0xFF1B5E9E, 0xFFB0470C, 0xFF2A7536, 0xFF7A3B9C};
@@ -59,11 +60,13 @@ int textWidth(const QFont &font, const QString &text);
 QFont smallFont(const QFont &font);
 QFont boldFont(const QFont &font);
 
-/// Style sheets for a tab bar and for tables of that font. They stand on these widgets alone:
-/// others in the window have looks of their own. A widget with a style sheet no longer takes its
-/// parent's font, and is to be given it.
+/// Style sheets for a tab bar, tables, buttons and progress bars of that font. They stand on these
+/// widgets alone: others in the window have looks of their own. A widget with a style sheet no
+/// longer takes its parent's font, and is to be given it.
 QString tabBarStyle(const QFont &font);
 QString tableStyle(const QFont &font);
+QString buttonStyle(const QFont &font);
+QString progressStyle(const QFont &font);
 
 } // namespace Theme
 

@@ -2,6 +2,7 @@
 
 #include "tests/pictures/album.h"
 #include "tests/pictures/panel_pictures.h"
+#include "tests/pictures/program_pictures.h"
 #include "tests/pictures/window_pictures.h"
 
 #include <QApplication>
@@ -20,5 +21,6 @@ int main(int argc, char **argv)
     Album album(QString::fromLocal8Bit(argv[1]));
     takePanelPictures(&album);
     takeWindowPictures(&album);
+    takeProgramPictures(&album);
     return album.isComplete() ? 0 : 1;
 }

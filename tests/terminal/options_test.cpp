@@ -95,6 +95,46 @@ TEST(ParseOptions, TakesSimulateWithAndWithoutStations)
     EXPECT_EQ(10, options({"--simulate", "--duration", "10"}).durationS);
 }
 
+TEST(ParseOptions, TakesAProgramToCarry)
+{
+    EXPECT_FALSE(options({}).hasTransfer);
+    const TerminalOptions out =
+        options({"--export-program", "5", "--steps", "3", "--usb-stick", "stick"});
+    EXPECT_TRUE(out.hasTransfer);
+    EXPECT_EQ(TransferKind::Export, out.transfer.kind);
+    EXPECT_EQ(5, out.transfer.program);
+    EXPECT_EQ(3, out.transfer.steps);
+    EXPECT_EQ("stick", out.usbStick);
+    const TerminalOptions in = options({"--import-program", "0"});
+    EXPECT_EQ(TransferKind::Import, in.transfer.kind);
+    EXPECT_EQ(0, in.transfer.program);
+    EXPECT_EQ(32, in.transfer.steps);
+    EXPECT_EQ(-1, options({"--export-program=-1"}).transfer.program) << "the template";
+}
+
+TEST(ParseOptions, RefusesAProgramThatCannotBeCarried)
+{
+    EXPECT_EQ("--export-program and --import-program exclude each other",
+              mistake({"--export-program", "1", "--import-program", "1"}));
+    EXPECT_EQ("--steps needs --export-program or --import-program", mistake({"--steps", "1"}));
+    EXPECT_EQ("--export-program takes a program number, not \"x\"",
+              mistake({"--export-program", "x"}));
+    EXPECT_EQ("--export-program takes a program number, not \"-2\"",
+              mistake({"--export-program=-2"}));
+    EXPECT_EQ("--import-program takes a program number, not \"-1\"",
+              mistake({"--import-program=-1"}));
+    EXPECT_EQ("--steps takes a number from 0 to 32, not \"33\"",
+              mistake({"--export-program", "1", "--steps", "33"}));
+    EXPECT_EQ("--steps takes a number from 0 to 32, not \"-1\"",
+              mistake({"--export-program", "1", "--steps=-1"}));
+    EXPECT_EQ(0, options({"--export-program", "1", "--steps", "0"}).transfer.steps);
+    EXPECT_EQ("a program is carried without --window, or by its program page",
+              mistake({"--window", "--export-program", "1"}));
+    EXPECT_EQ("--usb-stick takes a directory", mistake({"--usb-stick", ""}));
+    EXPECT_EQ("--usb-stick is a desktop's: it excludes --panel",
+              mistake({"--panel", "--usb-stick", "stick"}));
+}
+
 TEST(ParseOptions, NeedsToBeToldOfAWindowAndOfAPanel)
 {
     EXPECT_FALSE(options({}).window);

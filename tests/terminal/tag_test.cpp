@@ -105,10 +105,11 @@ TEST(ParseTag, WantsABitNumberForBitsAndForNothingElse)
 
 TEST(ParseTag, KnowsSixTypes)
 {
-    EXPECT_EQ((QStringList{"bit", "byte", "word", "dword", "block", "bits"}), tagTypeNames());
+    EXPECT_EQ((QStringList{"bit", "byte", "word", "dword", "block", "bits", "program"}),
+              tagTypeNames());
     for (const char *const type : {"", "qword", "Word", "long"})
         EXPECT_EQ("\"" + std::string(type) +
-                      "\" is no type; there are bit, byte, word, dword, block, bits",
+                      "\" is no type; there are bit, byte, word, dword, block, bits, program",
                   mistake("NA20", type, "1"));
 }
 
@@ -200,6 +201,13 @@ TEST(Tag, ListsOneAddressForEachDoubleWordItTouches)
     EXPECT_EQ((QStringList{"NA9", "NAA"}), tag("NA9", "block", 5).projectAddresses());
     EXPECT_EQ((QStringList{"NA23.31", "NA24"}), tag("NA23.31", "bits", 2).projectAddresses());
     EXPECT_EQ((QStringList{"NA23.30"}), tag("NA23.30", "bits", 2).projectAddresses());
+    EXPECT_EQ(24, tag("NA1000", "program", 1).projectAddresses().size());
+    const QStringList program = tag("2-NA1000", "program", 32).projectAddresses();
+    EXPECT_EQ(32 * 24, program.size());
+    EXPECT_EQ("2-NA1000", program.first());
+    EXPECT_EQ("2-NA1017", program.at(23));
+    EXPECT_EQ("2-NA1020", program.at(24));
+    EXPECT_EQ("2-NA13F7", program.last());
 }
 
 TEST(Tag, CountsAddressesUpIn32Bits)

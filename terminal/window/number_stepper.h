@@ -1,0 +1,42 @@
+// A whole number, set with a finger.
+
+#ifndef TERMINAL_WINDOW_NUMBER_STEPPER_H
+#define TERMINAL_WINDOW_NUMBER_STEPPER_H
+
+#include <QWidget>
+
+class QLabel;
+class QPushButton;
+
+/// A name, a number, and a button on either side of it. A finger that stays on a button goes on.
+class NumberStepper : public QWidget
+{
+    Q_OBJECT
+
+public:
+    /// \param name  stands before the number
+    NumberStepper(const QString &name, int least, int most, QWidget *parent = nullptr);
+
+    int value() const { return m_value; }
+    /// Takes the nearest number within the bounds.
+    void setValue(int value);
+
+signals:
+    void valueChanged(int value);
+
+protected:
+    void changeEvent(QEvent *event) override;
+
+private:
+    QPushButton *makeButton(const QString &sign, int step);
+    void fitText();
+
+    const int m_least;
+    const int m_most;
+    int m_value;
+    QPushButton *m_less;
+    QPushButton *m_more;
+    QLabel *m_number;
+};
+
+#endif // TERMINAL_WINDOW_NUMBER_STEPPER_H
