@@ -276,6 +276,7 @@ protected:
         m_last_beat = threadTimeMs();
         std::atomic<int> running(Threads);
         std::vector<std::thread> threads;
+        threads.reserve(Threads);
         for (int thread = 0; thread < Threads; ++thread) {
             threads.emplace_back([&speak, &running, thread] {
                 for (int number = 1; number <= MessagesPerThread; ++number)
@@ -319,6 +320,7 @@ private:
 TEST_F(FloodTest, ShowsTheLastMessageOfEachOfTenBusySenders)
 {
     std::vector<std::unique_ptr<MessageSender>> senders;
+    senders.reserve(Threads);
     for (int i = 0; i < Threads; ++i)
         senders.emplace_back(new MessageSender(&panel, Qt::QueuedConnection));
     flood([&senders](int thread, int number) {
