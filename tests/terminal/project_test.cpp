@@ -90,8 +90,9 @@ TEST_F(ProjectFile, NamesTheLineOfAMistake)
     EXPECT_EQ("line 3: \"XA1\": no address: expected [station-]NAhex[.bit] or "
               "[station-]PAhhhhex[.bit]",
               mistake(Header + good + "b,XA1,dword,1\n"));
-    EXPECT_EQ("line 2: \"qword\" is no type; there are bit, byte, word, dword, block, bits, program",
-              mistake(QByteArray(Header) + "b,NA1,qword,1\n"));
+    EXPECT_EQ(
+        "line 2: \"qword\" is no type; there are bit, byte, word, dword, block, bits, program",
+        mistake(QByteArray(Header) + "b,NA1,qword,1\n"));
     EXPECT_EQ("line 2: \"0\" is no length of a dword tag (1 to 255)",
               mistake(QByteArray(Header) + "b,NA1,dword,0\n"));
     EXPECT_EQ("line 4: there is a tag \"a\" already",
