@@ -340,7 +340,7 @@ QString CSVImExporter::getStorageMountPath()
 /// Where the stick is mounted; when there is none, the operator is told.
 QString CSVImExporter::stickPath(bool &ok)
 {
-    const QString path = getStorageMountPath();
+    QString path = getStorageMountPath();
     ok = !path.isEmpty();
     if (!ok) {
         tell(QString::fromLatin1("The system can't not detect the %1.")
@@ -422,7 +422,7 @@ QString CSVImExporter::askForFile(const QStringList &files)
         dialog->showDialog(files);
         endDialog();
     }
-    const QString name = dialog->getSelectedFileName();
+    QString name = dialog->getSelectedFileName();
     dialog->deleteLater();
     return name;
 }

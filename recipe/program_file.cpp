@@ -19,11 +19,9 @@ const char *const HeaderLabels[] = {
     "G. SOAK  -",
     "PID \xB8\x73\xB2\xD5", // PID group
     "Empty",
-    "EVENT1 \xBE\xF7\xB1\xF1\xAC\xA6"
-    "ON",                              // mechanical pump on
-    "EVENT2 \xB2\xCA\xA9\xE2\xBB\xD6", // roughing valve
-    "EVENT3 \xBE\x7C\xA6\xA1"
-    "ON",                                              // Roots pump on
+    "EVENT1 \xBE\xF7\xB1\xF1\xAC\xA6\x4F\x4E",         // mechanical pump on
+    "EVENT2 \xB2\xCA\xA9\xE2\xBB\xD6",                 // roughing valve
+    "EVENT3 \xBE\x7C\xA6\xA1\x4F\x4E",                 // Roots pump on
     "EVENT4 \xB3\xC6\xC0\xA3",                         // backing pressure
     "EVENT5 \xB4\xE1\xAE\xF0\xA4\xC0\xC0\xA3",         // nitrogen partial pressure
     "EVENT6 \xA5\x5B\xBC\xF6",                         // heating

@@ -130,10 +130,10 @@ QString TransferReport::outcome(const QString &lineError) const
 /// The panel's message; what the transfer wrote to the stick; what the line last said.
 QString TransferReport::whyItFailed(const QString &lineError) const
 {
-    const QString message = newestMessage();
+    QString message = newestMessage();
     if (!message.isEmpty())
         return message;
-    const QString log = errorLog();
+    QString log = errorLog();
     if (!log.isEmpty())
         return log;
     return lineError.isEmpty() ? "the driver gave no reason" : lineError;

@@ -73,7 +73,7 @@ QString mountAsUsbStick(const QString &directory)
         open(QFile::encodeName(directory).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0)
         return reason("cannot use " + directory + " as a USB stick");
-    const QString mistake = mountOver(descriptor) ? QString() : reason("cannot mount a USB stick");
+    QString mistake = mountOver(descriptor) ? QString() : reason("cannot mount a USB stick");
     close(descriptor);
     return mistake;
 }
