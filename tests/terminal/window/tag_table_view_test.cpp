@@ -30,6 +30,7 @@ const int Many = 10000;
 std::vector<TagView> manyTags(int number)
 {
     std::vector<TagView> views;
+    views.reserve(static_cast<size_t>(number));
     for (int i = 0; i < number; ++i)
         views.push_back(tagView(QString("tag %1").arg(i), QString("%1-NA20").arg(i % 254 + 1),
                                 {static_cast<quint32>(i)}));

@@ -492,6 +492,7 @@ TEST_F(Window, SurvivesHostileTexts)
 TEST(TerminalWindow, IsQuickWithTenThousandTags)
 {
     std::vector<TagView> round;
+    round.reserve(10000);
     for (int i = 0; i < 10000; ++i)
         round.push_back(tagView(QString("tag %1").arg(i), QString("%1-NA20").arg(i % 254 + 1),
                                 {static_cast<quint32>(i)}));
