@@ -33,6 +33,7 @@ const FaultName FaultNames[] = {
     {"drop", Fault::Drop, NoSetting, Fault::Default},
     {"late", Fault::Late, {"ms", &Fault::value, 1, LongestMs, 10}, Required},
     {"flip", Fault::Flip, {"at", &Fault::value, 0, 511, 10}, Fault::Default},
+    {"damage", Fault::Damage, {"bytes", &Fault::value, 1, 200, 10}, 4},
     {"cut", Fault::Cut, {"after", &Fault::value, 0, 511, 10}, Required},
     {"noise", Fault::Noise, {"bytes", &Fault::value, 1, 200, 10}, 8},
     {"echo", Fault::Echo, NoSetting, Fault::Default},

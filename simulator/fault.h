@@ -12,8 +12,9 @@
 ///   drop                    no answer
 ///   late:ms=MS              the answer comes MS milliseconds late (required, 1 to 600000)
 ///   flip[:at=BYTE]          the lowest bit of a byte is flipped (0 to 511, the first is 0;
-///   default:
-///                           the middle byte)
+///                           default: the middle byte)
+///   damage[:bytes=N]        N times (1 to 200, default 4) a byte between STX and ETX becomes a
+///                           random one; the checksum misses 1 in 256
 ///   cut:after=N             only the first N bytes come (required, 0 to 511)
 ///   noise[:bytes=N]         N bytes of noise before STX (1 to 200, default 8)
 ///   echo                    the request comes back before the reply
@@ -41,6 +42,7 @@ struct Fault {
         Drop,
         Late,
         Flip,
+        Damage,
         Cut,
         Noise,
         Echo,

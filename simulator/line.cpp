@@ -5,9 +5,11 @@
 namespace
 {
 
+const size_t TextBegin = 1;       // behind STX
 const size_t EtxFromEnd = 5;      // ETX, checksum, CR LF
 const char FirstNoiseByte = 0x20; // printable, so neither STX nor a line feed
 const unsigned NoiseBytes = 0x5F;
+const unsigned ByteValues = 0x100;
 
 /// The same frame with another text between STX and ETX, and the checksum that fits.
 std::string reencoded(const std::string &frame, void (*change)(CplReply *, int), int value)
@@ -100,6 +102,9 @@ void Line::apply(const Fault &fault, const std::string &request, Station *statio
     case Fault::Flip:
         flipBit(&bytes, fault.value);
         break;
+    case Fault::Damage:
+        damage(&bytes, fault.value);
+        break;
     case Fault::Cut:
         bytes = bytes.substr(0, static_cast<size_t>(fault.value));
         break;
@@ -137,6 +142,15 @@ std::string Line::noise(int bytes)
     for (int i = 0; i < bytes; ++i)
         text += static_cast<char>(FirstNoiseByte + static_cast<char>(m_random() % NoiseBytes));
     return text;
+}
+
+void Line::damage(std::string *bytes, int times)
+{
+    if (bytes->size() <= TextBegin + EtxFromEnd)
+        return;
+    const size_t text = bytes->size() - TextBegin - EtxFromEnd;
+    for (int i = 0; i < times; ++i)
+        (*bytes)[TextBegin + m_random() % text] = static_cast<char>(m_random() % ByteValues);
 }
 
 void Line::addFault(const Fault &fault)

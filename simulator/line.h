@@ -59,6 +59,7 @@ private:
     void apply(const Fault &fault, const std::string &request, Station *station,
                LineAnswer *answer);
     std::string noise(int bytes);
+    void damage(std::string *bytes, int times);
 
     std::map<int, Station> m_stations;
     std::vector<ArmedFault> m_faults;

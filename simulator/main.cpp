@@ -26,9 +26,10 @@ const char Examples[] =
     "  dmc50-sim --port /dev/ttyUSB0 --fault drop:station=2:every=3\n"
     "      on a real port; station 2 leaves every third request unanswered\n"
     "\n"
-    "Faults: drop, late:ms=MS, flip[:at=BYTE], cut:after=N, noise[:bytes=N], echo, station:as=N,\n"
-    "endcode:code=HH, nolf, swap[:at=BYTE], babble[:ms=MS], powercycle; each also takes\n"
-    ":station=N, :every=N and :count=N.";
+    "Faults: drop, late:ms=MS, flip[:at=BYTE], damage[:bytes=N], cut:after=N, noise[:bytes=N], "
+    "echo,\n"
+    "station:as=N, endcode:code=HH, nolf, swap[:at=BYTE], babble[:ms=MS], powercycle; each also\n"
+    "takes :station=N, :every=N and :count=N.";
 
 /// One line, whatever the arguments that it quotes contain.
 int fail(ExitStatus status, const QString &message)

@@ -315,9 +315,10 @@ TEST_F(Dmc50Sim, EndsWith2OnAFaultThatIsNone)
     expectWrongUsage({"--fault", "drop", "--fault", "drop:every=0"},
                      "--fault drop:every=0: fault drop: \"every=0\" is no number of 1 or more, at "
                      "most 999999999; see --help");
-    expectWrongUsage({"--fault", "x\ny"},
-                     "--fault x y: no fault is called \"x y\"; there are drop, late, flip, cut, "
-                     "noise, echo, station, endcode, nolf, swap, babble, powercycle; see --help");
+    expectWrongUsage(
+        {"--fault", "x\ny"},
+        "--fault x y: no fault is called \"x y\"; there are drop, late, flip, damage, cut, "
+        "noise, echo, station, endcode, nolf, swap, babble, powercycle; see --help");
 }
 
 TEST_F(Dmc50Sim, EndsWith2OnAPtyAndAPort)
@@ -386,6 +387,7 @@ TEST_F(Dmc50Sim, ExplainsItselfWithExamples)
                                  "drop",
                                  "late:ms=MS",
                                  "flip[:at=BYTE]",
+                                 "damage[:bytes=N]",
                                  "cut:after=N",
                                  "noise[:bytes=N]",
                                  "echo",

@@ -68,6 +68,7 @@ TEST(ParseFault, KnowsTheKindsWithoutASetting)
 TEST(ParseFault, GivesAKindItsDefault)
 {
     expectFault("flip", Fault::Flip, Fault::Default);
+    expectFault("damage", Fault::Damage, 4);
     expectFault("noise", Fault::Noise, 8);
     expectFault("swap", Fault::Swap, Fault::Default);
     expectFault("babble", Fault::Babble, Fault::Default);
@@ -77,6 +78,7 @@ TEST(ParseFault, GivesAKindItsOwnSetting)
 {
     expectFault("late:ms=250", Fault::Late, 250);
     expectFault("flip:at=7", Fault::Flip, 7);
+    expectFault("damage:bytes=9", Fault::Damage, 9);
     expectFault("cut:after=12", Fault::Cut, 12);
     expectFault("noise:bytes=3", Fault::Noise, 3);
     expectFault("station:as=9", Fault::WrongStation, 9);
@@ -107,7 +109,7 @@ TEST(ParseFault, DemandsTheSettingThatAKindCannotDoWithout)
 TEST(ParseFault, LimitsAnyFaultToAStationEveryNthReplyAndACount)
 {
     for (const char *kind :
-         {"drop", "late:ms=1", "flip", "cut:after=1", "noise", "echo", "station:as=1",
+         {"drop", "late:ms=1", "flip", "damage", "cut:after=1", "noise", "echo", "station:as=1",
           "endcode:code=1", "nolf", "swap", "babble", "powercycle"}) {
         const Fault fault = parsed(kind + std::string(":station=2:every=3:count=4"));
         EXPECT_EQ(2, fault.station) << kind;
@@ -129,6 +131,7 @@ TEST(ParseFault, KeepsToTheBoundsOfEverySetting)
     expectBounds("late", "ms", 1, 600000);
     expectBounds("flip", "at", 0, 511);
     expectBounds("cut", "after", 0, 511);
+    expectBounds("damage", "bytes", 1, 200);
     expectBounds("noise", "bytes", 1, 200);
     expectBounds("station", "as", 0, 255);
     expectBounds("swap", "at", 0, 510);
@@ -161,8 +164,8 @@ TEST(ParseFault, TakesDigitsOnly)
 
 TEST(ParseFault, NamesAllFaultsWhenItKnowsNone)
 {
-    const std::string all = "\"; there are drop, late, flip, cut, noise, echo, station, endcode, "
-                            "nolf, swap, babble, powercycle";
+    const std::string all = "\"; there are drop, late, flip, damage, cut, noise, echo, station, "
+                            "endcode, nolf, swap, babble, powercycle";
     for (const char *name : {"", "Drop", "drops", "dro", " drop", "drop ", "drop=1", "every"})
         EXPECT_EQ("no fault is called \"" + std::string(name) + all, errorOf(name));
     EXPECT_EQ("no fault is called \"" + all, errorOf(":station=1"));

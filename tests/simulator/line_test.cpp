@@ -1,6 +1,7 @@
 #include "simulator/line.h"
 
 #include <algorithm>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -214,6 +215,50 @@ TEST_F(LineFault, FlipBehindTheEndChangesNothing)
 {
     EXPECT_EQ(Reply, replyWith("flip:at=" + std::to_string(Reply.size())));
     EXPECT_EQ(Reply, replyWith("flip:at=511"));
+}
+
+TEST_F(LineFault, DamageChangesBytesOfTheTextOnly)
+{
+    const size_t tail = Reply.size() - 5;
+    std::set<size_t> changed;
+    for (int i = 0; i < 200; ++i) {
+        const std::string damaged = replyWith("damage");
+        ASSERT_EQ(Reply.size(), damaged.size());
+        EXPECT_EQ(Reply[0], damaged[0]);
+        EXPECT_EQ(Reply.substr(tail), damaged.substr(tail));
+        int bytes = 0;
+        for (size_t at = 1; at < tail; ++at) {
+            if (damaged[at] == Reply[at])
+                continue;
+            changed.insert(at);
+            ++bytes;
+        }
+        EXPECT_GE(4, bytes);
+    }
+    EXPECT_EQ(tail - 1, changed.size()); // every byte was hit at some time
+}
+
+TEST_F(LineFault, DamageLeavesTheSumRightOnceIn256Times)
+{
+    const int replies = 256 * 400;
+    line.addFault(fault("damage"));
+    int right = 0;
+    for (int i = 0; i < replies; ++i) {
+        unsigned sum = 0;
+        const std::string damaged = reply();
+        for (size_t at = 0; at + 4 < damaged.size(); ++at)
+            sum += static_cast<unsigned char>(damaged[at]);
+        right += (sum + 0xFD) % 256 == 0 ? 1 : 0; // the checksum of the sound reply
+    }
+    EXPECT_NEAR(400, right, 100); // five times the root
+}
+
+TEST_F(LineFault, DamageComesAgainWithTheSameSeed)
+{
+    Line again({1}, 1);
+    again.setWord(1, Word, 5);
+    again.addFault(fault("damage:bytes=20"));
+    EXPECT_EQ(replyWith("damage:bytes=20"), again.answer(Request, 0).bytes);
 }
 
 TEST_F(LineFault, CutLeavesTheFirstBytes)
@@ -472,7 +517,7 @@ TEST_F(LineFaultsTogether, ChangeTextOnlyOfAReplyThatIsStillOne)
 
 TEST_F(LineFaultsTogether, FindNothingLeftToSpoilAfterADrop)
 {
-    for (const char *text : {"drop", "flip", "flip:at=0", "cut:after=3", "station:as=2",
+    for (const char *text : {"drop", "flip", "flip:at=0", "damage", "cut:after=3", "station:as=2",
                              "endcode:code=1", "nolf", "swap", "swap:at=0"})
         line.addFault(fault(text));
     EXPECT_EQ(Silence, reply());
