@@ -367,15 +367,20 @@ void CSVImExporter::clearTheWay(const QString &path)
         QFile::remove(path);
 }
 
+/// A log that the stick does not take, because it has been pulled or is full, is shown instead.
 void CSVImExporter::writeLog(const QString &path, const QStringList &errors)
 {
     clearTheWay(path);
+    const QString text = errors.join(QString::fromLatin1("\n"));
     QFile file(path);
-    if (file.open(QIODevice::WriteOnly | QIODevice::Text)) {
-        file.write(errors.join(QString::fromLatin1("\n")).toUtf8());
+    bool written = file.open(QIODevice::WriteOnly | QIODevice::Text);
+    if (written) {
+        written = file.write(text.toUtf8()) >= 0 && file.flush();
         file.close();
     }
     ::sync();
+    if (!written)
+        tell(text);
 }
 
 void CSVImExporter::outputErrorLog(const QStringList &errors, const int &type)

@@ -147,7 +147,7 @@ private:
     QString stickPath(bool &ok);
     QString getErrorLogFileName(int type, bool &ok);
     static void clearTheWay(const QString &path);
-    static void writeLog(const QString &path, const QStringList &errors);
+    void writeLog(const QString &path, const QStringList &errors);
     void outputErrorLog(const QStringList &errors, const int &type);
 
     // Modes of getFileName and types of the error log.

@@ -409,7 +409,7 @@ TEST_F(Export, ThatCannotBeSavedIsLogged)
     EXPECT_FALSE(probe::state(*driver).transferBusy);
 }
 
-TEST_F(Export, ToAReadOnlyStickFails)
+TEST_F(Export, ToAReadOnlyStickShowsWhatItCannotLog)
 {
     plugIn();
     stick->setReadOnly(true);
@@ -419,7 +419,7 @@ TEST_F(Export, ToAReadOnlyStickFails)
     EXPECT_FALSE(exporter->readingFromDMC50Enable());
     EXPECT_FALSE(exists(onStick("PROG_5.txt")));
     EXPECT_FALSE(exists(onStick("READ_PROG_5_ERROR.txt")));
-    EXPECT_THAT(messages(), IsEmpty());
+    EXPECT_THAT(messages(), ElementsAre("DMC50: File cannot be opened."));
 }
 
 TEST_F(Export, ToAStickThatWasPulledFails)
