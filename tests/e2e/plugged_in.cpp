@@ -75,14 +75,15 @@ void require(bool condition, const std::string &what)
 
 } // namespace
 
-PluggedIn::PluggedIn(const QStringList &moreTags) : m_plugin(QStringLiteral(DMC50_PLUGIN_FILE))
+PluggedIn::PluggedIn(const QStringList &moreTags, int baud)
+    : m_plugin(QStringLiteral(DMC50_PLUGIN_FILE))
 {
     removeProject();
     ProjectDatabase::withTags(allTags() + moreTags, SoundStation);
 
     SimulatorOptions options;
     options.stations = {SoundStation, FaultyStation};
-    options.baud = 0;
+    options.baud = baud;
     m_simulator.reset(new Simulator(options));
     std::string reason;
     require(m_simulator->start(&reason), reason);

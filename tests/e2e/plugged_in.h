@@ -15,8 +15,8 @@
 #include "hmi/driverinterface.h"
 #include "simulator/simulator.h"
 
-/// A line with two stations, and the plug-in on it. Bytes take no time; the time-out is 3000 ms,
-/// the least that the driver knows, and a failed request is not repeated.
+/// A line with two stations, and the plug-in on it. Bytes take no time unless told otherwise; the
+/// time-out is 3000 ms, the least that the driver knows, and a failed request is not repeated.
 ///
 /// The project defines the same `WordCount` addresses at both stations. Every word has a value of
 /// its own, so that a value at the wrong place is seen.
@@ -28,7 +28,8 @@ public:
 
     /// Makes the project and starts the simulator and the driver; ends the test on failure.
     /// \param moreTags  of the project
-    explicit PluggedIn(const QStringList &moreTags = QStringList());
+    /// \param baud      bits per second of the line; 0: bytes take no time
+    explicit PluggedIn(const QStringList &moreTags = QStringList(), int baud = 0);
     ~PluggedIn();
 
     /// The value of a word in a generation; all words begin in generation 0.

@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iostream>
 #include <iterator>
 #include <map>
 #include <thread>
@@ -25,11 +26,13 @@
 namespace
 {
 
+using testing::AnyOf;
 using testing::HasSubstr;
 
 const int Steps = 32;
 const int ValuesPerStep = 24;
 const int Program = 5;
+const int LineBaud = 38400;
 const int ShownForMs = 2000; // how long a screen sees the end of a transfer
 
 quint32 stepAddress(int step)
@@ -64,19 +67,19 @@ protected:
     enum class Polling { On, Off };
 
     /// Mounts a stick and starts everything; the storage monitor finds what is mounted by then.
-    void plugIn(Polling polling = Polling::On, const std::string &options = "size=1m")
+    void plugIn(Polling polling = Polling::On, const std::string &options = "size=1m", int baud = 0)
     {
         stick.reset(new MountedVolume("/dev/sda1", "/media/usb0", options));
-        begin(polling);
+        begin(polling, baud);
     }
 
-    void begin(Polling polling = Polling::On)
+    void begin(Polling polling = Polling::On, int baud = 0)
     {
         ZDevice::getInstance();
         panel.reset(MessageCenter::initInstance(QSize(400, 300), QSize(400, 100), 0,
                                                 QRect(0, 400, 400, 40),
                                                 static_cast<int>(0xFF203040)));
-        line.reset(new PluggedIn(programTags()));
+        line.reset(new PluggedIn(programTags(), baud));
         if (polling == Polling::On)
             line->announce(PluggedIn::SoundStation);
     }
@@ -226,25 +229,41 @@ TEST_F(PluggedTransfer, WithoutAStickTellsTheOperator)
 
 // ---- A stick that is pulled ----------------------------------------------------------------
 
+// At the line's real pace: the storage monitor notices the pulling of the early ones before the
+// program is to be saved, that of the late ones afterwards.
 class PulledStick : public PluggedTransfer, public testing::WithParamInterface<int>
 {
 };
 
-TEST_P(PulledStick, SetsTheFlagAndLeavesTheLineRunning)
+TEST_P(PulledStick, IsSaidSetsTheFlagAndLeavesTheLineRunning)
 {
-    plugIn();
+    plugIn(Polling::On, "size=1m", LineBaud);
     request(false);
-    std::this_thread::sleep_for(std::chrono::milliseconds(GetParam()));
+    int progress = 0;
+    ASSERT_TRUE(comesTrue([this, &progress] {
+        progress = line->readTag("VVT_PROGRESS1");
+        return line->readTag("VVT_ENABLE1") == 1 && progress >= GetParam();
+    }));
+    ASSERT_LT(progress, 100) << "not in the middle";
     stick->pull();
-    waitFor(false);
+    EXPECT_TRUE(comesTrue([this] { return line->readTag("VVT_ENABLE1") == 0; }));
     EXPECT_EQ(1, errorOf(false));
+    const QString message = QString::fromStdString(shown()).trimmed().replace("\n", ": ");
+    EXPECT_THAT(message.toStdString(), AnyOf("DMC50: The system can't not detect the USB Stick.",
+                                             "DMC50: File cannot be opened."));
     EXPECT_FALSE(QFileInfo(path("PROG_5.txt")).exists());
+    QElapsedTimer timer;
+    timer.start();
     expectPolling();
+    std::cout << "pulled at " << progress << " %: \"" << message.toStdString()
+              << "\", VVT_ERROR1 = " << errorOf(false) << ", a new value after " << timer.elapsed()
+              << " ms\n";
     line->writeTag("VVT_ERROR1", 0);
     EXPECT_EQ(0, errorOf(false));
 }
 
-INSTANTIATE_TEST_SUITE_P(After, PulledStick, testing::Values(0, 10, 50, 100, 200, 300, 400));
+INSTANTIATE_TEST_SUITE_P(AtPercent, PulledStick,
+                         testing::Values(0, 3, 12, 25, 37, 50, 62, 75, 87, 93));
 
 TEST_F(PluggedTransfer, ToAStickThatWasPulledBeforeTellsTheOperator)
 {
