@@ -11,6 +11,7 @@ namespace
 /// Longer ones are cut before anything is laid out: nobody reads that far, and it takes time.
 const int LongestText = 2000;
 const int LeastWidth = 40;
+const int BelowLastLine = 2; ///< an underscore reaches deeper than the font says
 
 } // namespace
 
@@ -50,12 +51,12 @@ QStringList ElidedText::visibleLines() const
 
 QSize ElidedText::sizeHint() const
 {
-    return QSize(LeastWidth, m_lines * fontMetrics().lineSpacing());
+    return QSize(LeastWidth, m_lines * fontMetrics().lineSpacing() + BelowLastLine);
 }
 
 QSize ElidedText::minimumSizeHint() const
 {
-    return QSize(LeastWidth, fontMetrics().lineSpacing());
+    return QSize(LeastWidth, fontMetrics().lineSpacing() + BelowLastLine);
 }
 
 void ElidedText::paintEvent(QPaintEvent *)
@@ -65,7 +66,8 @@ void ElidedText::paintEvent(QPaintEvent *)
     int top = 0;
     for (const QString &line : visibleLines()) {
         painter.drawText(QRect(0, top, width(), fontMetrics().lineSpacing()),
-                         Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, line);
+                         Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine | Qt::TextDontClip,
+                         line);
         top += fontMetrics().lineSpacing();
     }
 }

@@ -1,5 +1,9 @@
 #include "terminal/window/elided_text.h"
 
+#include <QImage>
+#include <QPainter>
+#include <QPixmap>
+
 #include <gtest/gtest.h>
 
 #include <ctime>
@@ -10,6 +14,17 @@ namespace
 {
 
 const int Lines = 3;
+
+/// Pixels that are no background.
+int inkOf(const QImage &image)
+{
+    int ink = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            ink += image.pixel(x, y) != image.pixel(0, 0);
+    }
+    return ink;
+}
 
 class ElidedTextTest : public testing::Test
 {
@@ -43,6 +58,24 @@ TEST_F(ElidedTextTest, ShowsNothingForNoText)
     m_widget.setText("");
     EXPECT_EQ("", m_widget.visibleLines().join(""));
     m_widget.grab();
+}
+
+TEST_F(ElidedTextTest, CutsNothingOffAnUnderscore)
+{
+    QImage whole(100, 100, QImage::Format_ARGB32);
+    whole.fill(m_widget.palette().color(QPalette::Window));
+    QPainter painter(&whole);
+    painter.setFont(m_widget.font());
+    painter.setPen(m_widget.palette().color(QPalette::WindowText));
+    painter.drawText(0, 50, "_");
+    painter.end();
+
+    ElidedText one(1);
+    one.setFont(m_widget.font());
+    one.setText("_");
+    one.resize(100, one.sizeHint().height());
+    EXPECT_GT(inkOf(whole), 0);
+    EXPECT_EQ(inkOf(whole), inkOf(one.grab().toImage()));
 }
 
 TEST_F(ElidedTextTest, WrapsWhatIsLonger)
