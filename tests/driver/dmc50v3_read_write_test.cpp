@@ -35,7 +35,7 @@ class Controllers
 public:
     Controllers() : silent(false) {}
 
-    void set(unsigned station, uint32_t address, uint32_t value)
+    void setWord(unsigned station, uint32_t address, uint32_t value)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_words[{station, address}] = value;
@@ -52,17 +52,7 @@ public:
     {
         if (silent)
             return std::string();
-        const unsigned station = frames::station(request);
-        const std::vector<uint32_t> fields = frames::fields(request);
-        std::vector<uint32_t> words;
-        if (frames::isRead(request)) {
-            for (const uint32_t address : fields)
-                words.push_back(word(station, address));
-        } else {
-            for (size_t i = 0; i + 1 < fields.size(); i += 2)
-                set(station, fields[i], fields[i + 1]);
-        }
-        return frames::reply(station, words);
+        return frames::answerFrom(*this, request);
     }
 
     std::atomic<bool> silent;
@@ -179,14 +169,14 @@ enum { Bit, Byte, Word, DoubleWord, QuadWord, Block, BitBlock };
 
 TEST_F(Tags, AreReadLeastSignificantByteFirst)
 {
-    controllers.set(1, 0x10, 0x04030201);
+    controllers.setWord(1, 0x10, 0x04030201);
     EXPECT_EQ("01 02 03 04", read(DoubleWord, "NA10", 1));
     EXPECT_THAT(link.sent(), ElementsAre(frames::readRequest(1, {0x10})));
 }
 
 TEST_F(Tags, OfAWordAreTheFirstHalfOfADoubleWord)
 {
-    controllers.set(1, 0x10, 0x04030201);
+    controllers.setWord(1, 0x10, 0x04030201);
     EXPECT_EQ("01 02", read(Word, "NA10", 1));
     EXPECT_THAT(link.sent(), ElementsAre(frames::readRequest(1, {0x10})));
 }
@@ -204,9 +194,9 @@ class TagWidth : public Tags, public testing::WithParamInterface<Width>
 
 TEST_P(TagWidth, DecidesBytesAndDoubleWords)
 {
-    controllers.set(1, 0x10, 0x04030201);
-    controllers.set(1, 0x11, 0x08070605);
-    controllers.set(1, 0x12, 0x0C0B0A09);
+    controllers.setWord(1, 0x10, 0x04030201);
+    controllers.setWord(1, 0x11, 0x08070605);
+    controllers.setWord(1, 0x12, 0x0C0B0A09);
     EXPECT_EQ(GetParam().bytes, read(GetParam().type, "NA10", GetParam().length));
     EXPECT_THAT(link.sent(),
                 ElementsAre(frames::readRequest(1, frames::run(0x10, GetParam().doubleWords))));
@@ -228,7 +218,7 @@ INSTANTIATE_TEST_SUITE_P(Blocks, TagWidth,
 
 TEST_F(Tags, MayHaveParameterAddresses)
 {
-    controllers.set(1, 0x00101234, 7);
+    controllers.setWord(1, 0x00101234, 7);
     EXPECT_EQ("07 00 00 00", read(DoubleWord, "pa0011234", 1));
     EXPECT_THAT(link.sent(), ElementsAre(frames::readRequest(1, {0x00101234})));
 }
@@ -264,8 +254,8 @@ TEST_F(Tags, MayBeginWhereTheProjectDefinesNothing)
 TEST_F(Tags, WrapAtTheEndOfTheAddresses)
 {
     useAddresses({{1, {0x0, 0xFFFFFFFF}}});
-    controllers.set(1, 0xFFFFFFFF, 1);
-    controllers.set(1, 0, 2);
+    controllers.setWord(1, 0xFFFFFFFF, 1);
+    controllers.setWord(1, 0, 2);
     EXPECT_EQ("01 00 00 00 02 00 00 00", read(DoubleWord, "NAFFFFFFFF", 2));
 }
 
@@ -334,7 +324,7 @@ TEST_F(Tags, ThatArePolledInPartAreReadOnceForTheRest)
 TEST_F(Tags, ThatAreNotPolledAreReadEachTime)
 {
     EXPECT_EQ("10 00 00 C0", read(DoubleWord, "NA10", 1));
-    controllers.set(1, 0x10, 5);
+    controllers.setWord(1, 0x10, 5);
     EXPECT_EQ("05 00 00 00", read(DoubleWord, "NA10", 1));
 }
 
@@ -384,7 +374,7 @@ TEST_F(Tags, ClearTheDriversErrorWhenTheyAreWritten)
 
 TEST_F(Tags, OfBitsBeginAtTheirBit)
 {
-    controllers.set(1, 0x10, 0x00000058); // bits 3, 4 and 6
+    controllers.setWord(1, 0x10, 0x00000058); // bits 3, 4 and 6
     EXPECT_EQ("0B", read(Bit, "NA10.3", 4));
     EXPECT_EQ("0B", read(BitBlock, "NA10.3", 4));
     EXPECT_EQ(frames::readRequest(1, {0x10}), link.sent().front());
@@ -392,7 +382,7 @@ TEST_F(Tags, OfBitsBeginAtTheirBit)
 
 TEST_F(Tags, OfBitsHaveNoBitsBeyondTheirLength)
 {
-    controllers.set(1, 0x10, 0xFFFFFFFF);
+    controllers.setWord(1, 0x10, 0xFFFFFFFF);
     EXPECT_EQ("01", read(Bit, "NA10.0", 1));
     EXPECT_EQ("01", read(Bit, "NA10.31", 1));
     EXPECT_EQ("FF 03", read(Bit, "NA10.5", 10));
@@ -401,15 +391,15 @@ TEST_F(Tags, OfBitsHaveNoBitsBeyondTheirLength)
 
 TEST_F(Tags, OfBitsMayReachIntoTheNextDoubleWord)
 {
-    controllers.set(1, 0x10, 0xA0000000);
-    controllers.set(1, 0x11, 0x00000005);
+    controllers.setWord(1, 0x10, 0xA0000000);
+    controllers.setWord(1, 0x11, 0x00000005);
     EXPECT_EQ("5A", read(Bit, "NA10.28", 8));
     EXPECT_EQ(frames::readRequest(1, {0x10, 0x11}), link.sent().front());
 }
 
 TEST_F(Tags, OfBitsMayBeginBehindTheirDoubleWord)
 {
-    controllers.set(1, 0x11, 0x00000058);
+    controllers.setWord(1, 0x11, 0x00000058);
     EXPECT_EQ("0B", read(Bit, "NA10.35", 4));
     EXPECT_EQ(frames::readRequest(1, {0x10, 0x11}), link.sent().front());
 }
@@ -417,14 +407,14 @@ TEST_F(Tags, OfBitsMayBeginBehindTheirDoubleWord)
 TEST_F(Tags, OfBitsReadZeroWhereTheProjectDefinesNothing)
 {
     useAddresses({{1, {0x11}}});
-    controllers.set(1, 0x11, 0xFFFFFFFF);
+    controllers.setWord(1, 0x11, 0xFFFFFFFF);
     EXPECT_EQ("F0 0F", read(Bit, "NA10.28", 12));
     EXPECT_THAT(link.sent(), ElementsAre(frames::readRequest(1, {0x11})));
 }
 
 TEST_F(Tags, OfBitsMayHaveParameterAddresses)
 {
-    controllers.set(1, 0x00101234, 0x80);
+    controllers.setWord(1, 0x00101234, 0x80);
     EXPECT_EQ("01", read(Bit, "PA0011234.7", 1));
 }
 
@@ -445,7 +435,7 @@ TEST_F(Tags, OfBitsAreRightAtEveryPositionAndLength)
     const std::vector<uint32_t> words = {0x9E3779B9, 0x7F4A7C15, 0xF39CC060,
                                          0x5CEDC834, 0x1082276B, 0xF8A1D3E2};
     for (uint32_t i = 0; i < words.size(); ++i)
-        controllers.set(1, 0x10 + i, words[i]);
+        controllers.setWord(1, 0x10 + i, words[i]);
     poll("NA10", 6, 0x15);
     for (int first = 0; first <= 100; ++first) {
         for (int count = 1; count <= 70; ++count) {
@@ -704,22 +694,22 @@ TEST_F(Tags, AreTakenAsWrittenWhileTheLineHasAnError)
 
 TEST_F(Tags, OfBitsChangeTheirBitsOnly)
 {
-    controllers.set(1, 0x10, 0xFFFF00FF);
+    controllers.setWord(1, 0x10, 0xFFFF00FF);
     EXPECT_EQ(1, write(Bit, "NA10.6", 4, "0A")); // bits 6 to 9 become 0, 1, 0, 1
     EXPECT_THAT(writesSent(1), ElementsAre(frames::writeRequest(1, {{0x10, 0xFFFF02BF}})));
 }
 
 TEST_F(Tags, OfABlockOfBitsAreWrittenLikeBits)
 {
-    controllers.set(1, 0x10, 0);
+    controllers.setWord(1, 0x10, 0);
     EXPECT_EQ(1, write(BitBlock, "NA10.0", 16, "55 AA"));
     EXPECT_THAT(writesSent(1), ElementsAre(frames::writeRequest(1, {{0x10, 0xAA55}})));
 }
 
 TEST_F(Tags, OfBitsAreWrittenAcrossDoubleWords)
 {
-    controllers.set(1, 0x10, 0);
-    controllers.set(1, 0x11, 0xFFFFFFFF);
+    controllers.setWord(1, 0x10, 0);
+    controllers.setWord(1, 0x11, 0xFFFFFFFF);
     EXPECT_EQ(1, write(Bit, "NA10.28", 8, "0F"));
     EXPECT_THAT(writesSent(1),
                 ElementsAre(frames::writeRequest(1, {{0x10, 0xF0000000}, {0x11, 0xFFFFFFF0}})));
@@ -728,28 +718,28 @@ TEST_F(Tags, OfBitsAreWrittenAcrossDoubleWords)
 TEST_F(Tags, OfBitsAreWrittenWhereTheProjectDefinesThem)
 {
     useAddresses({{1, {0x10}}});
-    controllers.set(1, 0x10, 0);
+    controllers.setWord(1, 0x10, 0);
     EXPECT_EQ(1, write(Bit, "NA10.28", 8, "FF"));
     EXPECT_THAT(writesSent(1), ElementsAre(frames::writeRequest(1, {{0x10, 0xF0000000}})));
 }
 
 TEST_F(Tags, OfBitsAreZeroWhereDataIsMissing)
 {
-    controllers.set(1, 0x10, 0xFFFFFFFF);
+    controllers.setWord(1, 0x10, 0xFFFFFFFF);
     EXPECT_EQ(1, write(Bit, "NA10.0", 16, "FF"));
     EXPECT_THAT(writesSent(1), ElementsAre(frames::writeRequest(1, {{0x10, 0xFFFF00FF}})));
 }
 
 TEST_F(Tags, OfBitsIgnoreDataBeyondTheirLength)
 {
-    controllers.set(1, 0x10, 0);
+    controllers.setWord(1, 0x10, 0);
     EXPECT_EQ(1, write(Bit, "NA10.0", 1, "FF FF FF FF FF FF"));
     EXPECT_THAT(writesSent(1), ElementsAre(frames::writeRequest(1, {{0x10, 1}})));
 }
 
 TEST_F(Tags, OfBitsAreChangedInTheCachedValue)
 {
-    controllers.set(1, 0x10, 0x80);
+    controllers.setWord(1, 0x10, 0x80);
     poll("NA10", 1, 0x10);
     probe::endLine(driver);
     EXPECT_EQ(1, write(Bit, "NA10.0", 1, "01"));
@@ -758,7 +748,7 @@ TEST_F(Tags, OfBitsAreChangedInTheCachedValue)
 
 TEST_F(Tags, OfNoBitsAreWrittenBackAsTheyWere)
 {
-    controllers.set(1, 0x10, 0x12345678);
+    controllers.setWord(1, 0x10, 0x12345678);
     EXPECT_EQ(1, write(Bit, "NA10.3", 0, ""));
     EXPECT_THAT(writesSent(1), ElementsAre(frames::writeRequest(1, {{0x10, 0x12345678}})));
 }

@@ -78,17 +78,7 @@ std::string Controllers::answer(const std::string &request)
 {
     if (answers && !answers(request))
         return std::string();
-    const unsigned station = frames::station(request);
-    const std::vector<uint32_t> fields = frames::fields(request);
-    std::vector<uint32_t> words;
-    if (frames::isRead(request)) {
-        for (const uint32_t address : fields)
-            words.push_back(word(station, address));
-    } else {
-        for (size_t i = 0; i + 1 < fields.size(); i += 2)
-            setWord(station, fields[i], fields[i + 1]);
-    }
-    return frames::reply(station, words);
+    return frames::answerFrom(*this, request);
 }
 
 // ---- Files -------------------------------------------------------------------------------------

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace frames
@@ -89,6 +90,23 @@ inline unsigned station(const std::string &request)
 inline std::string echoAddresses(const std::string &request)
 {
     return isRead(request) ? reply(station(request), fields(request)) : reply(station(request));
+}
+
+/// What a controller answers that keeps what is written and gives it back.
+/// \param memory  has `word(station, address)` and `setWord(station, address, value)`
+template <typename Memory> std::string answerFrom(Memory &memory, const std::string &request)
+{
+    const unsigned from = station(request);
+    const std::vector<uint32_t> given = fields(request);
+    std::vector<uint32_t> words;
+    if (isRead(request)) {
+        for (const uint32_t address : given)
+            words.push_back(memory.word(from, address));
+    } else {
+        for (size_t i = 0; i + 1 < given.size(); i += 2)
+            memory.setWord(from, given[i], given[i + 1]);
+    }
+    return reply(from, words);
 }
 
 } // namespace frames
