@@ -1,0 +1,52 @@
+// Soaks the polling thread in faults and prints what became of them; scripts/soak runs it.
+
+#include <cstdio>
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFile>
+
+#include "bench/soak/soak.h"
+
+namespace
+{
+
+enum ExitStatus { Passed = 0, NotPassed = 1, WrongUsage = 2 };
+
+const uint FewestExchanges = 1000;
+
+bool takeNumber(const QCommandLineParser &parser, const char *name, uint least, uint *out)
+{
+    bool ok = false;
+    *out = parser.value(name).toUInt(&ok);
+    if (!ok || *out < least)
+        fprintf(stderr, "dmc50-soak: --%s takes a number of %u or more\n", name, least);
+    return ok && *out >= least;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        "Runs the polling thread on a line whose replies are spoiled at random, in virtual time.");
+    parser.addHelpOption();
+    parser.addOption({"exchanges", "How many (1000 or more, default 100000).", "n", "100000"});
+    parser.addOption({"seed", "The same seed gives the same faults (default 1).", "s", "1"});
+    parser.process(application);
+
+    uint exchanges = 0;
+    uint seed = 0;
+    if (!takeNumber(parser, "exchanges", FewestExchanges, &exchanges) ||
+        !takeNumber(parser, "seed", 0, &seed))
+        return WrongUsage;
+    SoakOptions options;
+    options.exchanges = exchanges;
+    options.seed = seed;
+    options.error_texts = QFile::decodeName(DMC50_ERROR_TEXTS);
+    const SoakResult result = runSoak(options);
+    fputs(table(options, result).c_str(), stdout);
+    return shortcomings(result).empty() ? Passed : NotPassed;
+}

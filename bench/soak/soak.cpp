@@ -1,0 +1,276 @@
+#include "bench/soak/soak.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+
+#include "bench/soak/process_figures.h"
+#include "bench/soak/soak_project.h"
+#include "cpl/dmc50_polling_thread.h"
+
+namespace
+{
+
+const int Retries = 1;
+const ulong LookPauseMs = 10;
+const uint64_t LongestHealing = 1000; // exchanges
+const double SumMisses = 1.0 / 256;   // of random damage
+const double MostDeviations = 5;
+const double MsPerHour = 3600000;
+
+/// What the process holds in two of ten parts of a run.
+class ProcessWatch
+{
+public:
+    ProcessWatch(uint64_t exchanges, SoakResult *result) : m_tenth(exchanges / 10), m_result(result)
+    {
+        m_result->heap_early = m_result->heap_late = heapInUse();
+    }
+
+    void look(uint64_t exchange)
+    {
+        const uint64_t part = exchange / m_tenth;
+        if (part == Early)
+            note(&m_result->heap_early, &m_result->descriptors_early);
+        else if (part >= Late)
+            note(&m_result->heap_late, &m_result->descriptors_late);
+    }
+
+private:
+    enum : uint64_t { Early = 1, Late = 9 };
+
+    static void note(qint64 *heap, int *descriptors)
+    {
+        *heap = std::max(*heap, heapInUse());
+        *descriptors = std::max(*descriptors, openDescriptors());
+    }
+
+    uint64_t m_tenth;
+    SoakResult *m_result;
+};
+
+/// A polling thread on a judged line, with all that it needs, from the beginning to the end.
+class Bench
+{
+public:
+    explicit Bench(const SoakOptions &options)
+        : m_options(options), m_texts(options.error_texts),
+          m_line(SoakProject::stations(), options.seed, Retries, &m_clock),
+          m_link(&m_line, &m_texts, options.seed), m_valid(SoakProject::validAddresses()),
+          m_polling(&m_link, &m_valid, 1, &m_clock),
+          m_user(&m_polling, &m_link, &m_clock, options.seed)
+    {
+        m_clock.setDriver(&m_polling);
+        m_link.setThread(&m_polling);
+        m_polling.setLowLatency({SoakProject::LowLatencyStation});
+        m_polling.setSessionCommand(SoakProject::session());
+    }
+
+    void run(SoakResult *result)
+    {
+        const qint64 begin = m_clock.msecsSinceBoot();
+        m_polling.start();
+        soak(result);
+        heal(result);
+        drain();
+        result->virtual_hours = static_cast<double>(m_clock.msecsSinceBoot() - begin) / MsPerHour;
+        m_polling.stop();
+        m_polling.wait();
+        m_clock.end();
+        m_link.settle();
+        result->line = m_link.findings();
+        result->user = m_user.findings();
+    }
+
+private:
+    void soak(SoakResult *result)
+    {
+        ProcessWatch process(m_options.exchanges, result);
+        while (m_link.exchanges() < m_options.exchanges) {
+            m_user.act();
+            process.look(m_link.exchanges());
+        }
+        m_link.endFaults();
+        result->exchanges = m_link.exchanges();
+    }
+
+    void heal(SoakResult *result)
+    {
+        const uint64_t last = result->exchanges;
+        while (!m_user.allFreshSince(last) && m_link.exchanges() < last + LongestHealing)
+            m_clock.sleep(LookPauseMs);
+        result->healed = m_user.allFreshSince(last) ? m_link.exchanges() - last : 0;
+    }
+
+    /// The last writes are on the line when their queue is empty.
+    void drain()
+    {
+        while (!m_polling.addrArgQueueMapIsEmpty())
+            m_clock.sleep(LookPauseMs);
+        const uint64_t last = m_link.exchanges();
+        while (m_link.exchanges() < last + 2)
+            m_clock.sleep(LookPauseMs);
+    }
+
+    const SoakOptions m_options;
+    const ErrorTexts m_texts;
+    VirtualClock m_clock;
+    VirtualLine m_line;
+    JudgedLink m_link;
+    const AddressVectorMap m_valid;
+    PollingThread m_polling;
+    RuntimeUser m_user;
+};
+
+__attribute__((format(printf, 1, 2))) std::string formatted(const char *format, ...)
+{
+    char text[200];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+typedef unsigned long long Count; // as printf has it
+
+uint64_t sumOf(const std::map<int, uint32_t> &counts)
+{
+    uint64_t sum = 0;
+    for (const auto &count : counts)
+        sum += count.second;
+    return sum;
+}
+
+double expectedMisses(const Findings &findings)
+{
+    return static_cast<double>(findings.damaged) * SumMisses;
+}
+
+bool heapIsConstant(const SoakResult &result)
+{
+    return result.heap_late <= result.heap_early + HeapTolerance;
+}
+
+std::string outcomeRow(const char *name, const Outcomes &outcomes)
+{
+    return formatted("  %-12s %10llu %10llu %10llu %10llu %10llu\n", name,
+                     Count(outcomes.exchanges), Count(outcomes.unharmed), Count(outcomes.refused),
+                     Count(outcomes.missed), Count(outcomes.wrong));
+}
+
+std::string outcomeTable(const Findings &findings)
+{
+    std::string text = formatted("  %-12s %10s %10s %10s %10s %10s\n", "fault", "exchanges",
+                                 "unharmed", "refused", "unseen", "wrong");
+    Outcomes all;
+    for (const auto &row : findings.outcomes) {
+        text += outcomeRow(row.first.c_str(), row.second);
+        all.exchanges += row.second.exchanges;
+        all.unharmed += row.second.unharmed;
+        all.refused += row.second.refused;
+        all.missed += row.second.missed;
+        all.wrong += row.second.wrong;
+    }
+    return text + outcomeRow("all", all) +
+           "  unharmed: all values true; refused: an error and no value; unseen: sum, station and "
+           "end\n  code are right, values are missing or wrong; wrong: the wrong ones of these\n";
+}
+
+std::string reasonTable(const Findings &findings)
+{
+    std::string text = "error texts, as docs/errors.md has them:\n";
+    for (const auto &reason : findings.reasons)
+        text += formatted("  %-32s %10llu\n",
+                          reason.first.empty() ? "NOT DOCUMENTED" : reason.first.c_str(),
+                          Count(reason.second));
+    return text;
+}
+
+std::string lines(const std::vector<std::string> &texts)
+{
+    std::string joined;
+    for (const std::string &text : texts)
+        joined += "  " + text + "\n";
+    return joined;
+}
+
+} // namespace
+
+SoakResult runSoak(const SoakOptions &options)
+{
+    SoakResult result;
+    const auto begin = std::chrono::steady_clock::now();
+    Bench bench(options);
+    bench.run(&result);
+    result.seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    return result;
+}
+
+double deviationOfMisses(const Findings &findings)
+{
+    const double expected = expectedMisses(findings);
+    const double deviation = std::sqrt(expected * (1 - SumMisses));
+    return deviation > 0 ? (static_cast<double>(findings.damaged_sum_right) - expected) / deviation
+                         : 0;
+}
+
+std::string shortcomings(const SoakResult &result)
+{
+    std::string text = lines(result.line.examples) + lines(result.user.examples);
+    if (result.line.outcomes.size() != FaultSource::allKinds().size() + 1)
+        text += "  not every kind of fault struck\n";
+    if (std::fabs(deviationOfMisses(result.line)) > MostDeviations)
+        text += "  the checksum misses more or less than 1 in 256 damages\n";
+    if (result.line.written != result.user.writes)
+        text += "  writes that were taken did not arrive\n";
+    if (result.healed == 0)
+        text += "  not all values were fresh again after the faults\n";
+    if (!heapIsConstant(result))
+        text += "  the heap grew\n";
+    if (result.descriptors_early != result.descriptors_late)
+        text += "  descriptors were left open\n";
+    return text;
+}
+
+std::string table(const SoakOptions &options, const SoakResult &result)
+{
+    const Findings &line = result.line;
+    const UserFindings &user = result.user;
+    std::string text =
+        formatted("%llu exchanges with faults, seed %u: %.1f s, %.1f h of the line's time\n",
+                  Count(result.exchanges), options.seed, result.seconds, result.virtual_hours);
+    text += outcomeTable(line);
+    text += formatted("random damage: the sum was right in %llu of %llu, expected %.1f (1 in 256), "
+                      "%+.1f deviations\n",
+                      Count(line.damaged_sum_right), Count(line.damaged), expectedMisses(line),
+                      deviationOfMisses(line));
+    text += reasonTable(line);
+    text += formatted("runtime: %llu reads from the cache, %llu on demand, %llu given up; of %llu "
+                      "values %llu were\n  wrong without a check that could tell\n",
+                      Count(user.cache_reads), Count(user.on_demand), Count(user.given_up),
+                      Count(user.values), Count(user.disguised));
+    text += formatted("writes: %llu taken, %llu arrived in their order, %llu frames repeated, %llu "
+                      "calls refused\n",
+                      Count(sumOf(user.writes)), Count(sumOf(line.written)),
+                      Count(line.repeated_writes), Count(user.refused_writes));
+    text += formatted("after the last fault all values were fresh within %llu exchanges\n",
+                      Count(result.healed));
+    text += result.heap_early < 0
+                ? std::string("heap: not counted under a sanitizer\n")
+                : formatted("heap: at most %lld bytes in the second tenth of the run, %lld in the "
+                            "last\n",
+                            static_cast<long long>(result.heap_early),
+                            static_cast<long long>(result.heap_late));
+    text += formatted("descriptors: %d, and %d in the last tenth\n", result.descriptors_early,
+                      result.descriptors_late);
+    text +=
+        formatted("values that a check should have kept out, exchanges off by one, other texts: "
+                  "%llu\n",
+                  Count(line.violations + user.violations));
+    const std::string missing = shortcomings(result);
+    return text + (missing.empty() ? "passed\n" : "NOT PASSED\n" + missing);
+}
