@@ -18,13 +18,6 @@ const int Seconds = 4;
 const double SecondsPerHour = 3600.0;
 const double SecondsPerMinute = 60.0;
 
-QStringList matchingFiles(const QString &directory, int program)
-{
-    return QDir(directory).entryList(
-        {QString("PROG_%1.txt").arg(program), QString("PROG_%1_*.txt").arg(program)}, QDir::Files,
-        QDir::Name);
-}
-
 QStringList fieldsOf(const QString &line)
 {
     QStringList fields = line.split('\t').mid(0, ProgramPreview::MostColumns);
@@ -46,7 +39,7 @@ void readRows(const QByteArray &bytes, ProgramPreview *preview)
     }
 }
 
-/// A pipe or a device behind a link would be read for ever.
+/// It may have become a pipe since it was found.
 void readFile(const QString &path, ProgramPreview *preview)
 {
     QFile file(path);
@@ -79,12 +72,19 @@ bool readNumber(const QStringList &row, int field, double *number)
 
 } // namespace
 
+QStringList programFiles(const QString &directory, int program)
+{
+    if (directory.isEmpty())
+        return QStringList();
+    return QDir(directory).entryList(
+        {QString("PROG_%1.txt").arg(program), QString("PROG_%1_*.txt").arg(program)},
+        QDir::Files | QDir::NoSymLinks, QDir::Name);
+}
+
 ProgramPreview readProgramPreview(const QString &directory, int program)
 {
     ProgramPreview preview;
-    if (directory.isEmpty())
-        return preview;
-    preview.matches = matchingFiles(directory, program);
+    preview.matches = programFiles(directory, program);
     if (preview.matches.isEmpty())
         return preview;
     preview.file = preview.matches.first();

@@ -29,8 +29,14 @@ struct ProgramSegment {
     double seconds;
 };
 
-/// Reads a program's file on a stick: the first by name of those that are called "PROG_5.txt" or
-/// "PROG_5_*.txt". May take as long as the stick does: not for the user interface's thread.
+/// The names of the files that an import of a program may take, in their order: "PROG_5.txt" and
+/// "PROG_5_*.txt". Links are none: an import does not follow them. May take as long as the stick
+/// does.
+/// \param directory  the stick's mount point; empty: there is no stick
+QStringList programFiles(const QString &directory, int program);
+
+/// Reads a program's file on a stick, the first of them. May take as long as the stick does: not
+/// for the user interface's thread.
 /// \param directory  the stick's mount point; empty: there is no stick
 ProgramPreview readProgramPreview(const QString &directory, int program);
 

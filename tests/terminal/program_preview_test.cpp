@@ -116,15 +116,30 @@ TEST_F(Preview, FindsProgramsOfAllNumbers)
     }
 }
 
+/// Root may read everything; nobody else may.
+class AsNobody
+{
+public:
+    AsNobody() : m_user(geteuid())
+    {
+        if (m_user == 0) {
+            EXPECT_EQ(0, seteuid(65534));
+        }
+    }
+    ~AsNobody() { EXPECT_EQ(0, seteuid(m_user)); }
+    AsNobody(const AsNobody &) = delete;
+    AsNobody &operator=(const AsNobody &) = delete;
+
+private:
+    const uid_t m_user;
+};
+
 TEST_F(Preview, SaysThatAFileCannotBeRead)
 {
     write("PROG_5.txt", "header\nrow\n");
-    QFile::setPermissions(path("PROG_5.txt"), QFileDevice::Permissions());
-    if (geteuid() == 0) {
-        // Nothing is closed to root but what does not end in a file.
-        ASSERT_TRUE(QFile::remove(path("PROG_5.txt")));
-        ASSERT_TRUE(QFile::link("/proc/self/mem", path("PROG_5.txt")));
-    }
+    ASSERT_EQ(0, chmod(QFile::encodeName(path("PROG_5.txt")).constData(), 0));
+    ASSERT_EQ(0, chmod(QFile::encodeName(m_stick.path()).constData(), 0755));
+    const AsNobody nobody;
     const ProgramPreview preview = read();
     EXPECT_EQ("PROG_5.txt", preview.file);
     EXPECT_EQ("The file cannot be read.", preview.mistake);
@@ -132,23 +147,27 @@ TEST_F(Preview, SaysThatAFileCannotBeRead)
     EXPECT_TRUE(preview.rows.empty());
 }
 
-TEST_F(Preview, DoesNotWaitForAPipe)
+// As the import, which would find no file otherwise where the screen offers one.
+TEST_F(Preview, TakesNoLinkForAFile)
 {
-    ASSERT_EQ(0, mkfifo(QFile::encodeName(path("pipe")).constData(), 0600));
-    ASSERT_TRUE(QFile::link(path("pipe"), path("PROG_5.txt")));
-    EXPECT_EQ("The file cannot be read.", read().mistake);
+    write("other.txt", "header\nrow\n");
+    for (const QString &target : {path("other.txt"), path("nothing"), QString("/dev/zero")}) {
+        ASSERT_TRUE(QFile::link(target, path("PROG_5.txt")));
+        EXPECT_TRUE(read().matches.isEmpty()) << target.toStdString();
+        ASSERT_TRUE(QFile::remove(path("PROG_5.txt")));
+    }
 }
 
-TEST_F(Preview, DoesNotReadADeviceForEver)
+TEST_F(Preview, TakesNoPipeForAFile)
 {
-    ASSERT_TRUE(QFile::link("/dev/zero", path("PROG_5.txt")));
-    EXPECT_EQ("The file cannot be read.", read().mistake);
-}
-
-TEST_F(Preview, TakesNoLinkToNowhereForAFile)
-{
-    ASSERT_TRUE(QFile::link(path("nothing"), path("PROG_5.txt")));
+    ASSERT_EQ(0, mkfifo(QFile::encodeName(path("PROG_5.txt")).constData(), 0600));
     EXPECT_TRUE(read().matches.isEmpty());
+}
+
+TEST(ProgramFiles, AreNoneWithoutAStick)
+{
+    EXPECT_EQ(QStringList(), programFiles(QString(), Program));
+    EXPECT_EQ(QStringList(), programFiles("/nowhere", Program));
 }
 
 TEST_F(Preview, SaysThatAFileIsEmpty)
