@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -11,6 +12,7 @@
 
 #include "common/messagecenter.h"
 #include "common/messagecenteritemwidget.h"
+#include "terminal/printable.h"
 
 namespace
 {
@@ -139,16 +141,19 @@ QString TransferReport::whyItFailed(const QString &lineError) const
     return lineError.isEmpty() ? "the driver gave no reason" : lineError;
 }
 
-/// Without the error tag a log on the stick is an earlier transfer's.
+/// Without the error tag a log on the stick is an earlier transfer's. What is no file was not
+/// written by a transfer, and a pipe would keep its reader waiting.
 QString TransferReport::errorLog() const
 {
     const QString name = QString("%1_PROG_%2_ERROR.txt")
                              .arg(m_request.kind == TransferKind::Export ? "READ" : "WRITE")
                              .arg(m_request.program);
-    QFile file(m_mount + "/" + name);
-    if (!m_has_error || m_mount.isEmpty() || !file.open(QIODevice::ReadOnly))
+    const QFileInfo info(m_mount + "/" + name);
+    QFile file(info.filePath());
+    const bool isThere = !m_mount.isEmpty() && info.isFile() && !info.isSymLink();
+    if (!m_has_error || !isThere || !file.open(QIODevice::ReadOnly))
         return QString();
-    const QString text = QString::fromLocal8Bit(file.read(LongestLog)).trimmed();
+    const QString text = printable(QString::fromUtf8(file.read(LongestLog)).trimmed());
     return QString("see %1\n%2").arg(fileOnStick(name), text);
 }
 

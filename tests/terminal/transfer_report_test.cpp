@@ -8,11 +8,13 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <QTextCodec>
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "common/messagecenter.h"
@@ -253,6 +255,43 @@ TEST_F(TransferOutput, PrintsNoLogWithoutEnd)
     begin();
     fail();
     EXPECT_EQ(65536U, endWith().size());
+}
+
+// Whatever the terminal's own encoding is.
+TEST_F(TransferOutput, ReadsTheLogInTheEncodingOfTheTransfer)
+{
+    QTextCodec *const before = QTextCodec::codecForLocale();
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+    const QByteArray text = "The value [\u7a0b] at row 0";
+    writeLog("READ_PROG_5_ERROR.txt", text);
+    begin();
+    fail();
+    EXPECT_EQ(text.toStdString(), endWith());
+    QTextCodec::setCodecForLocale(before);
+}
+
+TEST_F(TransferOutput, LetsNoLogSteerTheTerminal)
+{
+    writeLog("READ_PROG_5_ERROR.txt", "The value [\x1B]0;title\x07\r\x7F\xC2\x9B] at row 0\nnext");
+    begin();
+    fail();
+    endWith();
+    EXPECT_EQ("The value [\uFFFD]0;title\uFFFD\uFFFD\uFFFD\uFFFD] at row 0",
+              lines().at(1).toStdString());
+    EXPECT_EQ("next", lines().at(2).toStdString());
+}
+
+TEST_F(TransferOutput, ReadsNoPipeOrLinkInPlaceOfTheLog)
+{
+    const QByteArray log =
+        QFile::encodeName(QDir(m_stick.path()).filePath("READ_PROG_5_ERROR.txt"));
+    ASSERT_EQ(0, mkfifo(log.constData(), 0600));
+    begin();
+    fail();
+    EXPECT_EQ("export of program 5 failed: the line's error", endWith("the line's error"));
+    ASSERT_EQ(0, unlink(log.constData()));
+    ASSERT_EQ(0, symlink("/proc/self/cmdline", log.constData()));
+    EXPECT_EQ("export of program 5 failed: the line's error", endWith("the line's error"));
 }
 
 TEST_F(TransferOutput, PrefersWhatTheMessagePanelSays)
