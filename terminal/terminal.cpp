@@ -12,9 +12,13 @@
 #include <QTimer>
 
 #include "common/messagecenter.h"
+#include "common/zdevice.h"
 #include "hmi/desktop/desktop_platform.h"
+#include "terminal/printable.h"
+#include "terminal/program_preview.h"
 #include "terminal/storage_watch.h"
 #include "terminal/transfer_report.h"
+#include "terminal/unanswered_dialog.h"
 #include "terminal/window_report.h"
 
 namespace
@@ -22,6 +26,7 @@ namespace
 
 const int EndTickMs = 50;
 const QSize HiddenPanelSize(400, 300);
+const int NamedFiles = 5; ///< of a stick that has more of them than a line can name
 
 /// The first of some files that exists, or the last.
 QString firstExisting(const QStringList &files)
@@ -31,6 +36,13 @@ QString firstExisting(const QStringList &files)
             return file;
     }
     return files.last();
+}
+
+QString namesOf(const QStringList &files)
+{
+    const QString names = files.mid(0, NamedFiles).join(", ");
+    const int more = files.size() - NamedFiles;
+    return printable(more <= 0 ? names : QString("%1 and %2 more").arg(names).arg(more));
 }
 
 } // namespace
@@ -62,6 +74,11 @@ ExitStatus Terminal::run(EndSignals *endSignals)
     }));
     line.aside = [this] { m_programs->serve(); };
     report->usePrograms(m_programs.get(), m_timing->stationid);
+    std::unique_ptr<StorageWatch> storage(
+        new StorageWatch([&](StorageKind kind, const StorageState &state) {
+            const std::lock_guard<std::mutex> lock(reporting);
+            report->storage(kind, state);
+        }));
     startTransfer();
     Session session(m_host.driver(), line, m_tags, m_writes, m_options.periodMs,
                     [&](const std::vector<TagView> &views) {
@@ -77,13 +94,8 @@ ExitStatus Terminal::run(EndSignals *endSignals)
         started = session.run();
         ended = true;
     });
-    {
-        const StorageWatch storage([&](StorageKind kind, const StorageState &state) {
-            const std::lock_guard<std::mutex> lock(reporting);
-            report->storage(kind, state);
-        });
-        waitForEnd(endSignals, [&] { return ended || report->isOver(); });
-    }
+    waitForEnd(endSignals, [&] { return ended || report->isOver(); });
+    storage.reset();
     // Before the line is taken down: what fails from now on is no failure of the line.
     SessionSummary summary = summaryOf(session);
     end(&session, &communication);
@@ -249,8 +261,22 @@ void Terminal::startTransfer()
     if (!m_options.hasTransfer)
         return;
     TransferRequest request = m_options.transfer;
+    if (request.kind == TransferKind::Import)
+        refuseAmbiguousImport(request.program);
     request.station = m_timing->stationid;
     m_programs->start(request);
+}
+
+/// Of several files the driver has the operator choose, by a dialog; without a screen nobody sees
+/// it.
+void Terminal::refuseAmbiguousImport(int program) const
+{
+    const QStringList files = programFiles(ZDevice::getInstance()->getMount(DeviceUsb), program);
+    if (files.size() > 1)
+        throw Failure{SomethingFailed,
+                      QString("import of program %1: several files match: %2; leave the one that "
+                              "is meant on the stick, or choose at the screen, with --window")
+                          .arg(QString::number(program), namesOf(files))};
 }
 
 SessionLine Terminal::sessionLine()
@@ -299,8 +325,11 @@ void Terminal::waitForEnd(EndSignals *endSignals, const std::function<bool()> &e
     QEventLoop loop;
     QTimer tick;
     QObject::connect(&tick, &QTimer::timeout, &loop, [&] {
-        if (isOver())
+        const bool over = isOver();
+        if (over)
             loop.quit();
+        if (over || m_options.hasTransfer) // nobody can answer, or not any more
+            leaveUnansweredDialog();
     });
     tick.start(EndTickMs);
     loop.exec();

@@ -42,7 +42,8 @@ public:
     void setUp();
 
     /// Runs the session until its time is over, a signal comes or standard output fails, and
-    /// reports it there. Throws a Failure when the driver cannot start.
+    /// reports it there. Throws a Failure when the driver cannot start, and when the program that
+    /// is to be imported has several files.
     ExitStatus run(EndSignals *endSignals);
 
 private:
@@ -59,6 +60,7 @@ private:
     void writeDatabase();
     std::unique_ptr<Report> makeReport();
     void startTransfer();
+    void refuseAmbiguousImport(int program) const;
     SessionLine sessionLine();
     bool isFailing(int station) const;
     SessionSummary summaryOf(const Session &session) const;
