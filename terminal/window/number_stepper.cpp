@@ -13,11 +13,14 @@ namespace
 {
 
 const int NumberWidth = 56;
+const int SingleSteps = 10; ///< of a finger that stays; the next ones are tens
+const int Ten = 10;
 
 } // namespace
 
 NumberStepper::NumberStepper(const QString &name, int least, int most, QWidget *parent)
-    : QWidget(parent), m_least(least), m_most(most), m_value(least), m_number(new QLabel)
+    : QWidget(parent), m_least(least), m_most(most), m_value(least), m_repeats(0),
+      m_is_repeat_next(false), m_number(new QLabel)
 {
     m_less = makeButton(QString(QChar(0x2212)), -1);
     m_more = makeButton("+", 1);
@@ -33,13 +36,39 @@ NumberStepper::NumberStepper(const QString &name, int least, int most, QWidget *
     fitText();
 }
 
-QPushButton *NumberStepper::makeButton(const QString &sign, int step)
+QPushButton *NumberStepper::makeButton(const QString &sign, int direction)
 {
     QPushButton *const button = new QPushButton(sign);
     button->setFocusPolicy(Qt::NoFocus);
     button->setAutoRepeat(true);
-    connect(button, &QPushButton::clicked, this, [this, step] { setValue(m_value + step); });
+    connect(button, &QPushButton::pressed, this, &NumberStepper::notePress);
+    connect(button, &QPushButton::clicked, this,
+            [this, button, direction] { step(button->isDown(), direction); });
     return button;
+}
+
+/// A button that repeats itself shows that as a click and another press.
+void NumberStepper::notePress()
+{
+    if (!m_is_repeat_next)
+        m_repeats = 0;
+    m_is_repeat_next = false;
+}
+
+/// A tap counts when the finger leaves, unless it has stayed and had its steps.
+void NumberStepper::step(bool isHeld, int direction)
+{
+    m_is_repeat_next = isHeld;
+    if (isHeld)
+        setValue(++m_repeats <= SingleSteps ? m_value + direction : nextTen(direction));
+    else if (m_repeats == 0)
+        setValue(m_value + direction);
+}
+
+int NumberStepper::nextTen(int direction) const
+{
+    const int tens = direction > 0 ? m_value / Ten + 1 : (m_value - 1) / Ten;
+    return tens * Ten;
 }
 
 void NumberStepper::setValue(int value)

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "terminal/window/theme.h"
 
 namespace
@@ -90,6 +92,90 @@ TEST_F(Stepper, GoesOnUnderAFingerThatStays)
     EXPECT_FALSE(more()->isEnabled());
     QTest::mouseRelease(more(), Qt::LeftButton);
     EXPECT_EQ(3, m_stepper.value());
+}
+
+class LongStepper : public testing::Test
+{
+protected:
+    LongStepper() : m_stepper("Program", 0, 999)
+    {
+        // As fast as the test likes; the steps are what counts.
+        for (QPushButton *const button : m_stepper.findChildren<QPushButton *>()) {
+            button->setAutoRepeatDelay(1);
+            button->setAutoRepeatInterval(1);
+        }
+        QObject::connect(&m_stepper, &NumberStepper::valueChanged,
+                         [this](int value) { m_values.push_back(value); });
+        m_stepper.show();
+    }
+
+    QPushButton *button(int number) { return m_stepper.findChildren<QPushButton *>().at(number); }
+
+    /// Keeps a finger on a button for at least so many steps.
+    void hold(QPushButton *button, size_t steps)
+    {
+        m_values.clear();
+        QTest::mousePress(button, Qt::LeftButton);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return m_values.size() >= steps; }, 20000));
+        QTest::mouseRelease(button, Qt::LeftButton);
+    }
+
+    NumberStepper m_stepper;
+    std::vector<int> m_values;
+};
+
+TEST_F(LongStepper, GoesOnInTensAfterTenSteps)
+{
+    m_stepper.setValue(3);
+    hold(button(1), 13);
+    ASSERT_LE(13U, m_values.size());
+    m_values.resize(13);
+    EXPECT_EQ((std::vector<int>{4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 20, 30, 40}), m_values);
+    m_stepper.setValue(43);
+    hold(button(0), 13);
+    m_values.resize(13);
+    EXPECT_EQ((std::vector<int>{42, 41, 40, 39, 38, 37, 36, 35, 34, 33, 30, 20, 10}), m_values);
+}
+
+TEST_F(LongStepper, StopsWhereTheFingerIsLifted)
+{
+    hold(button(1), 12);
+    EXPECT_EQ(m_values.back(), m_stepper.value());
+    EXPECT_EQ(0, m_stepper.value() % 10) << "no single step at the end";
+    const int held = m_stepper.value();
+    QTest::mouseClick(button(1), Qt::LeftButton);
+    EXPECT_EQ(held + 1, m_stepper.value()) << "the next tap is a tap again";
+}
+
+TEST_F(LongStepper, BeginsWithSingleStepsAgain)
+{
+    hold(button(1), 12);
+    const int held = m_stepper.value();
+    hold(button(1), 2);
+    EXPECT_EQ(held + 1, m_values.at(0));
+    EXPECT_EQ(held + 2, m_values.at(1));
+}
+
+TEST_F(LongStepper, ReachesItsBoundsInTens)
+{
+    m_stepper.setValue(975);
+    hold(button(1), 12);
+    EXPECT_EQ(999, m_values.back());
+    m_stepper.setValue(14);
+    hold(button(0), 11);
+    EXPECT_EQ(0, m_values.back());
+    QTest::mouseClick(button(1), Qt::LeftButton);
+    EXPECT_EQ(1, m_stepper.value());
+}
+
+TEST_F(LongStepper, TakesATapAfterAFingerThatStayedAndSlidOff)
+{
+    QTest::mousePress(button(1), Qt::LeftButton);
+    EXPECT_TRUE(QTest::qWaitFor([this] { return m_values.size() >= 3; }, 20000));
+    QTest::mouseRelease(button(1), Qt::LeftButton, Qt::NoModifier, QPoint(-20, -20));
+    const int held = m_stepper.value();
+    QTest::mouseClick(button(1), Qt::LeftButton);
+    EXPECT_EQ(held + 1, m_stepper.value());
 }
 
 TEST_F(Stepper, ForgetsAFingerThatSlidOffItsButton)
