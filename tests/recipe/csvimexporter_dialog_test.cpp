@@ -34,7 +34,7 @@ protected:
     }
 
     /// Imports program 5 and lets the operator act when he is asked.
-    void import(const std::function<void(ambiguousFilesSelectDialog *)> &operates)
+    void askAnd(const std::function<void(ambiguousFilesSelectDialog *)> &operates)
     {
         WhenDialogOpens opens(operates);
         choose(5, 2);
@@ -59,90 +59,88 @@ TEST_F(Question, ShowsAllFilesInTheOrderOfTheirNames)
     ::write(onStick("PROG_6.txt"), programFile(1));
     QStringList shown;
     QString highlighted;
-    import([&shown, &highlighted](ambiguousFilesSelectDialog *dialog) {
-        for (int i = 0;
-    i < listOf(dialog)->count(); ++i)
+    askAnd([&shown, &highlighted](ambiguousFilesSelectDialog *dialog) {
+        for (int i = 0; i < listOf(dialog)->count(); ++i)
             shown << listOf(dialog)->item(i)->text();
-    highlighted = dialog->getFileName();
-    touchOk(dialog);
-});
-const QString folder = QString::fromStdString(stick->point());
-EXPECT_EQ(QStringList({folder + "/PROG_5.txt", folder + "/PROG_5_.txt", folder + "/PROG_5_a.txt",
-                       folder + "/PROG_5_old.txt"}),
-          shown);
-EXPECT_EQ(folder + "/PROG_5.txt", highlighted);
-} // namespace
+        highlighted = dialog->getFileName();
+        touchOk(dialog);
+    });
+    const QString folder = QString::fromStdString(stick->point());
+    EXPECT_EQ(QStringList({folder + "/PROG_5.txt", folder + "/PROG_5_.txt",
+                           folder + "/PROG_5_a.txt", folder + "/PROG_5_old.txt"}),
+              shown);
+    EXPECT_EQ(folder + "/PROG_5.txt", highlighted);
+}
 
 TEST_F(Question, TakesTheHighlightedFile)
 {
-    import(touchOk);
+    askAnd(touchOk);
     EXPECT_TRUE(eventually([this] { return hasFirst(); }));
     EXPECT_EQ(0, exporter->writingToDMC50Error());
 }
 
 TEST_F(Question, TakesTheTouchedFile)
 {
-    import([](ambiguousFilesSelectDialog *dialog) {
+    askAnd([](ambiguousFilesSelectDialog *dialog) {
         touchRow(dialog, 1);
-    touchOk(dialog);
-});
-EXPECT_TRUE(eventually([this] { return hasSecond(); }));
+        touchOk(dialog);
+    });
+    EXPECT_TRUE(eventually([this] { return hasSecond(); }));
 }
 
 TEST_F(Question, ThatIsClosedTakesTheHighlightedFileAllTheSame)
 {
-    import([](ambiguousFilesSelectDialog *dialog) {
+    askAnd([](ambiguousFilesSelectDialog *dialog) {
         touchRow(dialog, 1);
-    dialog->close();
-});
-EXPECT_TRUE(eventually([this] { return hasSecond(); }));
+        dialog->close();
+    });
+    EXPECT_TRUE(eventually([this] { return hasSecond(); }));
 }
 
 TEST_F(Question, ThatIsLeftWithTheEscapeKeyTakesTheHighlightedFileToo)
 {
-    import([](ambiguousFilesSelectDialog *dialog) { QTest::keyClick(dialog, Qt::Key_Escape);
-});
-EXPECT_TRUE(eventually([this] { return hasFirst(); }));
+    askAnd([](ambiguousFilesSelectDialog *dialog) { QTest::keyClick(dialog, Qt::Key_Escape); });
+    EXPECT_TRUE(eventually([this] { return hasFirst(); }));
 }
 
 TEST_F(Question, WithoutAHighlightFindsNoFile)
 {
-    import([](ambiguousFilesSelectDialog *dialog) {
+    askAnd([](ambiguousFilesSelectDialog *dialog) {
         listOf(dialog)->clearSelection();
-    touchOk(dialog);
-});
-EXPECT_EQ("The file name is empty.", contentOf(onStick("WRITE_PROG_5_ERROR.txt")));
+        touchOk(dialog);
+    });
+    EXPECT_EQ("The file name is empty.", contentOf(onStick("WRITE_PROG_5_ERROR.txt")));
 }
 
 TEST_F(Question, LeavesTheTagsAnswering)
 {
     QByteArray enabled;
-    import([this, &enabled](ambiguousFilesSelectDialog *dialog) {
+    askAnd([this, &enabled](ambiguousFilesSelectDialog *dialog) {
         enabled = readTag("VVT_ENABLE0");
-    requestImport(); // is dropped
-    touchOk(dialog);
-});
-EXPECT_EQ(QByteArray(1, '\1'), enabled);
+        requestImport(); // is dropped
+        touchOk(dialog);
+    });
+    EXPECT_EQ(QByteArray(1, '\1'), enabled);
 }
 
 TEST_F(Question, OfFilesThatGoMeanwhileEndsInTheLog)
 {
-    import([this](ambiguousFilesSelectDialog *dialog) {
+    askAnd([this](ambiguousFilesSelectDialog *dialog) {
         QFile::remove(QString::fromStdString(onStick("PROG_5.txt")));
-    touchOk(dialog);
-});
-EXPECT_TRUE(exists(onStick("WRITE_PROG_5_ERROR.txt")));
-EXPECT_EQ(1, exporter->writingToDMC50Error());
+        touchOk(dialog);
+    });
+    EXPECT_TRUE(exists(onStick("WRITE_PROG_5_ERROR.txt")));
+    EXPECT_EQ(1, exporter->writingToDMC50Error());
 }
 
 TEST_F(Question, MayBeAskedAgain)
 {
-    import(touchOk);
-    import([](ambiguousFilesSelectDialog *dialog) {
+    askAnd(touchOk);
+    askAnd([](ambiguousFilesSelectDialog *dialog) {
         touchRow(dialog, 1);
-    touchOk(dialog);
-});
-EXPECT_TRUE(eventually([this] { return hasSecond(); }));
+        touchOk(dialog);
+    });
+    EXPECT_TRUE(eventually([this] { return hasSecond(); }));
 }
 
 // ---- The wrapper -------------------------------------------------------------------------------

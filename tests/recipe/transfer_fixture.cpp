@@ -157,8 +157,7 @@ QStringList allSteps()
     return addresses;
 }
 
-// ---- The worker
-// ----------------------------------------------------------------------------------
+// ---- The worker --------------------------------------------------------------------------------
 
 WorkerHold::WorkerHold(CSVImExporter *exporter) : m_state(std::make_shared<State>())
 {
