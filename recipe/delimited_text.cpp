@@ -9,24 +9,30 @@ const QChar Quote = QLatin1Char('"');
 // Tables repeat short texts. Kept once each, a big table of them takes little more memory than its
 // file; texts of their own would take ten times as much.
 const int LongestRepeatedText = 16; ///< characters
-const uint RecentTexts = 4096;
+const int MostRecentTexts = 4096;
+const int CharactersByRecentText = 16; ///< of a small table, which has few texts to repeat
 
 // What the allocator and QString take for a text besides its characters.
 const int TextBytes = 48;
 
-uint slotOf(const QStringRef &text)
+uint hashOf(const QStringRef &text)
 {
     uint hash = 0;
     for (int i = 0; i < text.size(); ++i)
         hash = hash * 31 + text.at(i).unicode();
-    return hash % RecentTexts;
+    return hash;
+}
+
+size_t recentTextsFor(const QString &text)
+{
+    return static_cast<size_t>(qBound(1, text.size() / CharactersByRecentText, MostRecentTexts));
 }
 
 } // namespace
 
 DelimitedText::DelimitedText(const QString &text, const QString &delimiter)
     : m_text(text), m_delimiter(delimiter), m_position(0), m_row_start(0), m_row_end(0), m_line(1),
-      m_open(false), m_bytes(0), m_recent_texts(RecentTexts)
+      m_open(false), m_bytes(0), m_recent_texts(recentTextsFor(text))
 {
 }
 
@@ -126,7 +132,7 @@ QString DelimitedText::kept(const QStringRef &field)
 {
     if (field.size() > LongestRepeatedText)
         return copied(field);
-    QString &recent = m_recent_texts[slotOf(field)];
+    QString &recent = m_recent_texts[hashOf(field) % m_recent_texts.size()];
     if (recent != field)
         recent = copied(field);
     return recent;
