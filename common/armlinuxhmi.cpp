@@ -270,12 +270,16 @@ void ArmLinuxHmi::store(const struct statvfs &info, struct statvfs *place)
 void ArmLinuxHmi::processIOStatus()
 {
     QFile file(DiskStatsPath);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return;
+    if (file.open(QIODevice::ReadOnly)) {
+        sampleActivities(&file);
     }
+}
+
+void ArmLinuxHmi::sampleActivities(QIODevice *statistics)
+{
     // A file of the kernel tells no size, so its end is where a read gives nothing.
     char line[DiskStatsLineLength + 1];
-    while (file.readLine(line, sizeof line) > 0) {
+    while (statistics->readLine(line, sizeof line) > 0) {
         sampleActivity(line);
     }
 }

@@ -11,6 +11,8 @@
 
 #include <vector>
 
+class QIODevice;
+
 /// The terminal: volumes below /run/media, activity from /proc/diskstats.
 ///
 /// A command's result goes through the file /tmp/devchk. Before each command whatever has that name
@@ -66,6 +68,7 @@ private:
     bool isMountPathKnown(const QString &mount_path) const;
     Device *findByNode(const QString &dev_node) const;
     const Device *findByType(DeviceType type) const;
+    void sampleActivities(QIODevice *statistics);
     void sampleActivity(const char *line);
     void noteActivity(Device *device, quint64 counter);
     void store(const struct statvfs &info, struct statvfs *place);

@@ -73,9 +73,13 @@ void X86LinuxHmi::checkGlobalMountStatus() {}
 void X86LinuxHmi::processDeviceMountStatus()
 {
     QByteArray output;
-    if (isStopped() || !listMounts(&output)) {
-        return;
+    if (!isStopped() && listMounts(&output)) {
+        takeOver(volumesIn(output));
     }
+}
+
+QMap<QString, QString> X86LinuxHmi::volumesIn(const QByteArray &output)
+{
     QMap<QString, QString> mounts;
     foreach (const QByteArray &line, completeLines(output)) {
         const QList<QByteArray> fields = mountFields(line);
@@ -84,7 +88,7 @@ void X86LinuxHmi::processDeviceMountStatus()
                           QFile::decodeName(fields[NodeField]));
         }
     }
-    takeOver(mounts);
+    return mounts;
 }
 
 /// The output of `mount`; false when it is not to be had, or not whole.

@@ -36,6 +36,7 @@ public:
     QString getMount(DeviceType type) override;
 
 private:
+    static QMap<QString, QString> volumesIn(const QByteArray &output);
     bool listMounts(QByteArray *output);
     void takeOver(const QMap<QString, QString> &mounts);
     QString firstMount();
