@@ -9,6 +9,10 @@ test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev umockdev libumoc
     fonts-dejavu-core fonts-wqy-microhei mount util-linux)
 # shellcheck disable=SC2034
 lint_packages=("${test_packages[@]}" clang-format clang-tidy git shellcheck)
+# shellcheck disable=SC2034
+fuzz_packages=("${build_packages[@]}" clang libclang-rt-14-dev libsqlite3-dev)
+# shellcheck disable=SC2034
+coverage_packages=("${test_packages[@]}" gcovr)
 
 # say LINE...: to standard error, because standard output belongs to the program that a script runs.
 say() {
