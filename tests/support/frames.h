@@ -94,7 +94,8 @@ inline std::string echoAddresses(const std::string &request)
 
 /// What a controller answers that keeps what is written and gives it back.
 /// \param memory  has `word(station, address)` and `setWord(station, address, value)`
-template <typename Memory> std::string answerFrom(Memory &memory, const std::string &request)
+template <typename Memory>
+std::string answerFrom(Memory &memory, const std::string &request)
 {
     const unsigned from = station(request);
     const std::vector<uint32_t> given = fields(request);
