@@ -85,6 +85,11 @@ need_packages() {
         fail 3 "Some packages could not be installed. As root, run:" "  $by_hand"
 }
 
+# Whoever has a compiler cache has it used; an own choice stands.
+if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER+set}" ] && command -v ccache >/dev/null; then
+    export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+fi
+
 # configure PRESET FOLDER OPTION...: only when there is nothing yet or the options are other ones;
 # for what changes in the tree the build itself configures again.
 configure() {
