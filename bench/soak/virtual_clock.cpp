@@ -29,7 +29,8 @@ void VirtualClock::advance(qint64 ms)
 void VirtualClock::moveTo(qint64 time, std::unique_lock<std::mutex> *lock)
 {
     do {
-        m_now = m_wakes.empty() ? time : std::min(time, std::max(m_now, *m_wakes.begin()));
+        const qint64 next = m_wakes.empty() ? time : std::min(time, *m_wakes.begin());
+        m_now = std::max(m_now, next);
         m_moved.notify_all();
         m_moved.wait(*lock,
                      [this] { return m_ended || m_wakes.empty() || *m_wakes.begin() > m_now; });
