@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include <QCoreApplication>
 #include <QStringList>
 
 #include "tests/driver/project_database.h"
@@ -84,6 +85,11 @@ PluggedIn::PluggedIn(const QStringList &moreTags, int baud)
     SimulatorOptions options;
     options.stations = {SoundStation, FaultyStation};
     options.baud = baud;
+    // A link goes with its port; a pty's number comes back with the next one.
+    options.ptyLink = QString("%1/line.%2")
+                          .arg(QCoreApplication::applicationDirPath())
+                          .arg(QCoreApplication::applicationPid())
+                          .toStdString();
     m_simulator.reset(new Simulator(options));
     std::string reason;
     require(m_simulator->start(&reason), reason);
