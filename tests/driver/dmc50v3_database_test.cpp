@@ -12,7 +12,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QSqlDatabase>
@@ -23,6 +22,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <ctime>
 #include <memory>
 #include <unistd.h>
 
@@ -330,13 +330,13 @@ TEST_F(ProjectOfDriver, MayHaveAHundredThousandTags)
         tags << QString("%1-%2%3").arg(i % 31 + 1).arg(i % 2 ? "NA" : "PA001").arg(i, 0, 16);
     const ProjectDatabase project = ProjectDatabase::withTags(tags);
 
-    QElapsedTimer timer;
-    timer.start();
+    // The processor's time, which other programs do not take from this one.
+    const std::clock_t start = std::clock();
     ASSERT_TRUE(readDB());
-    const qint64 elapsed = timer.elapsed();
-    RecordProperty("milliseconds", static_cast<int>(elapsed));
-    // About a second as a rule; the bound is for a loaded machine and instrumented code.
-    EXPECT_GT(30000, elapsed);
+    const double seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+    RecordProperty("milliseconds", static_cast<int>(seconds * 1000));
+    // About a second as a rule; the bound is for instrumented and emulated code.
+    EXPECT_GT(30, seconds);
 
     size_t addresses = 0;
     for (const auto &station : table()) {
