@@ -71,7 +71,9 @@ public:
         for (size_t at = 0; at + sizeof(ElfW(Sym)) <= symbols.size(); at += sizeof(ElfW(Sym))) {
             ElfW(Sym) symbol;
             std::memcpy(&symbol, &symbols[at], sizeof symbol);
-            if (symbol.st_shndx != SHN_UNDEF)
+            // An ARM linker lists sections as well, which are local.
+            const bool local = ELF32_ST_BIND(symbol.st_info) == STB_LOCAL; // of both kinds of file
+            if (symbol.st_shndx != SHN_UNDEF && !local)
                 exported.insert(&names[symbol.st_name]);
         }
         return exported;
