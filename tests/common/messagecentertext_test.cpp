@@ -1,9 +1,10 @@
 #include "common/messagecentertext.h"
 
-#include <QElapsedTimer>
 #include <QFontMetrics>
 
 #include <gtest/gtest.h>
+
+#include <ctime>
 
 namespace
 {
@@ -212,12 +213,12 @@ TEST(MessageLines, KeepALongLineTogetherWhateverBlanksItBeginsWith)
 
 TEST(MessageLines, TakeNoLongerForAMegabyteThanAnOperatorNotices)
 {
-    QElapsedTimer timer;
-    timer.start();
+    // The processor's time, which other programs do not take from this one.
+    const std::clock_t start = std::clock();
     expectToFit(cut("T\n" + QString("word ").repeated(200000)), Width, Lines);
     expectToFit(cut("T\n" + QString(1000000, 'W')), Width, Lines);
     expectToFit(cut(QString("word\n").repeated(200000)), Width, Lines);
-    EXPECT_LT(timer.elapsed(), 5000);
+    EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, 5);
 }
 
 } // namespace
