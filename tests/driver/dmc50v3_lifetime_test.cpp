@@ -380,7 +380,7 @@ TEST_F(LifetimeWithProject, MayEndWhileAnotherThreadWaitsForTheDatabase)
         eventually([this] { return QSqlDatabase::contains(probe::connectionName(*driver)); }));
     std::thread destroyer([this, &returned] {
         driver.reset();
-        expectReturned();
+        EXPECT_TRUE(eventually([&returned] { return returned.load(); }));
     });
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_FALSE(returned);
