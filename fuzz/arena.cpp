@@ -10,7 +10,7 @@
 namespace
 {
 
-const size_t Capacity = 256 * 1024 * 1024; ///< bytes; what is beyond fails
+const size_t Capacity = 512 * 1024 * 1024; ///< bytes; what is beyond fails
 const size_t HeaderSize = 16;              ///< in front of each block; keeps it aligned
 const int SmallestClass = 5;               ///< blocks have 2^5 bytes at least, header included
 const int Classes = 31;                    ///< none has 2^31 bytes

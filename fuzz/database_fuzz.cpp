@@ -32,7 +32,7 @@ const size_t PageSizeOffset = 16;
 const size_t MagicSize = 18; ///< the file's kind and the page size
 const size_t SmallestPage = 512;
 
-const size_t MostConnections = 64;
+const size_t MostConnections = 256;
 const size_t LargestChange = 24; ///< bytes that one mutation changes in place
 
 // ---- What must hold ----------------------------------------------------------------------------
