@@ -26,10 +26,20 @@ elseif(DMC50_SANITIZE)
     "DMC50_SANITIZE is \"${DMC50_SANITIZE}\"; it takes address, thread, fuzz or nothing")
 endif()
 
+# Counts which lines of the driver run. What only tests it is built as ever.
+set(dmc50_counted_folders "${PROJECT_SOURCE_DIR}/common" "${PROJECT_SOURCE_DIR}/driver")
+
 function(dmc50_options target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow
     $<$<BOOL:${DMC50_WERROR}>:-Werror> ${dmc50_sanitizer_flags} ${dmc50_sanitizer_include})
   target_link_options(${target} PRIVATE ${dmc50_sanitizer_flags})
+  if(DMC50_COVERAGE)
+    target_link_options(${target} PRIVATE --coverage)
+    if(CMAKE_CURRENT_SOURCE_DIR IN_LIST dmc50_counted_folders)
+      target_compile_options(${target} PRIVATE --coverage)
+    endif()
+  endif()
+
   # Includes are written from the root: #include "driver/dmc50v3.h"
   target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
 
