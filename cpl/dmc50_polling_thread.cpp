@@ -277,6 +277,8 @@ bool PollingThread::readOnceData(uchar station_id, QByteArray &data, AddressVect
         m_clock->sleep(ReadOnceCheckPause);
         arrived = addrInReadOnceDataMap(station_id, addresses.back());
     }
+    // A reader that was kept from running finds its time gone though its value has come.
+    arrived = arrived || (!m_stop && addrInReadOnceDataMap(station_id, addresses.back()));
     if (arrived && takeReadOnceData(station_id, data, addresses, data_indexes))
         return true;
     abandonReads(station_id, addresses);

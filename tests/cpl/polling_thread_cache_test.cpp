@@ -323,6 +323,19 @@ TEST_F(PollingThreadReadOnce, TakesAValueThatArrivesInTheLastMoment)
     EXPECT_EQ(7u, result.word(0));
 }
 
+TEST_F(PollingThreadReadOnce, TakesAValueThatArrivesBetweenItsLastLookAndTheClocks)
+{
+    int pauses = 0;
+    onSleep = [&](ulong) { ++pauses; };
+    clock.onLook = [&] {
+        if (pauses == 100)
+            arrive(1, 0x20, 7);
+    };
+    Result result(1);
+    EXPECT_TRUE(readOnce(1, {0x20}, {0}, result));
+    EXPECT_EQ(7u, result.word(0));
+}
+
 TEST_F(PollingThreadReadOnce, GivesUpWhenTheThreadStops)
 {
     inPause(1, [&] { thread().stop(); });

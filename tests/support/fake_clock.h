@@ -9,13 +9,18 @@
 
 #include "common/clock.h"
 
-/// Sleeping moves the time on and returns at once. Any thread may sleep; set the hook first.
+/// Sleeping moves the time on and returns at once. Any thread may sleep; set the hooks first.
 class FakeClock : public Clock
 {
 public:
     FakeClock() : m_now(1000000) {}
 
-    qint64 msecsSinceBoot() override { return m_now; }
+    qint64 msecsSinceBoot() override
+    {
+        if (onLook)
+            onLook();
+        return m_now;
+    }
 
     void sleep(ulong ms) override
     {
@@ -27,6 +32,9 @@ public:
 
     void set(qint64 now) { m_now = now; }
     void advance(qint64 ms) { m_now += ms; }
+
+    /// Called before each answer, on the thread that asked.
+    std::function<void()> onLook;
 
     /// Called after each sleep, on the thread that slept.
     std::function<void(ulong ms)> onSleep;
