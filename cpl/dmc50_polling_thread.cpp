@@ -163,6 +163,12 @@ void PollingThread::clearSessionAddrMap()
 
 bool PollingThread::parseAddrStr(const QString &address, ulong &wordAddress, uchar &station)
 {
+    PlainAddress plain;
+    if (ParsePlainAddress(address, &plain)) {
+        wordAddress = plain.address;
+        station = plain.hasStation ? plain.station : m_default_station_id;
+        return true;
+    }
     const QRegExp *matched = nullptr;
     if (m_na_regexp.indexIn(address) != -1) {
         matched = &m_na_regexp;

@@ -33,6 +33,20 @@ ulong PaAddress(const QString &head, const QString &digits);
 /// number or does not fit 32 bits.
 uchar StationNumber(const QString &digits);
 
+/// A plain address text, taken apart.
+struct PlainAddress {
+    bool isNa;       ///< the text has the NA form, otherwise the PA form
+    bool hasStation; ///< the text has the prefix of a station
+    uchar station;   ///< low 8 bits of the prefix's number; 0 without one
+    ulong address;
+};
+
+/// Takes apart the address texts that projects mostly hold: ASCII, with or without the prefix of a
+/// station, nothing behind the address, no field longer than its number may be. A pattern needs ten
+/// times as long, and reads more: digits of other scripts, a bit behind the address.
+/// \return false: the text is another one, and is left to the patterns
+bool ParsePlainAddress(const QString &text, PlainAddress *plain);
+
 /// The address `offset` places behind another one. Addresses are 32-bit words and wrap.
 ulong AddressAt(ulong first, uint offset);
 

@@ -468,7 +468,12 @@ void DriverDMC50v3::addProjectAddress(const QString &address, uchar defaultStati
                                       bool *moreToCome)
 {
     AddressVectorMap &table = m_valid_addresses_map;
-    if (address.contains(QLatin1String("LOWLATENCY"))) {
+    PlainAddress plain;
+    if (ParsePlainAddress(address, &plain)) {
+        if (plain.isNa)
+            m_rcp_data_command_addr_list.append(address);
+        table[plain.hasStation ? plain.station : defaultStation].push_back(plain.address);
+    } else if (address.contains(QLatin1String("LOWLATENCY"))) {
         addLowLatencyStation(address, defaultStation);
     } else if (m_station_pa_regexp.indexIn(address) != -1) {
         table[StationNumber(m_station_pa_regexp.cap(1))].push_back(
@@ -505,6 +510,9 @@ void DriverDMC50v3::addLowLatencyStation(const QString &address, uchar defaultSt
 
 ulong DriverDMC50v3::parseAddrStr(const QString &address)
 {
+    PlainAddress plain;
+    if (ParsePlainAddress(address, &plain) && !plain.hasStation)
+        return plain.address;
     const QMutexLocker locker(&m_pattern_mutex);
     if (m_pa_regexp.indexIn(address) != -1)
         return PaAddress(m_pa_regexp.cap(1), m_pa_regexp.cap(2));

@@ -1,7 +1,9 @@
 #include "driver/dmc50_share.h"
 
 #include <algorithm>
+#include <cctype>
 #include <climits>
+#include <ostream>
 
 #include <gtest/gtest.h>
 
@@ -168,6 +170,100 @@ TEST(AddressAt, CountsOnAndWraps)
     EXPECT_EQ(GreatestAddress, AddressAt(GreatestAddress - 1, 1));
     EXPECT_EQ(0UL, AddressAt(GreatestAddress, 1));
     EXPECT_EQ(GreatestAddress - 1, AddressAt(GreatestAddress, UINT_MAX));
+}
+
+// ---- Plain address texts ------------------------------------------------------------------------
+
+struct PlainText {
+    const char *text;
+    PlainAddress parts;
+};
+
+std::ostream &operator<<(std::ostream &stream, const PlainText &plain)
+{
+    return stream << plain.text;
+}
+
+class PlainForm : public testing::TestWithParam<PlainText>
+{
+};
+
+TEST_P(PlainForm, IsTakenApart)
+{
+    PlainAddress parts = {false, false, 0xDE, 0xDEAD};
+    ASSERT_TRUE(ParsePlainAddress(GetParam().text, &parts));
+    EXPECT_EQ(GetParam().parts.isNa, parts.isNa);
+    EXPECT_EQ(GetParam().parts.hasStation, parts.hasStation);
+    EXPECT_EQ(GetParam().parts.station, parts.station);
+    EXPECT_EQ(GetParam().parts.address, parts.address);
+}
+
+INSTANTIATE_TEST_SUITE_P(Address, PlainForm,
+                         testing::Values(PlainText{"NA20", {true, false, 0, 0x20}},
+                                         PlainText{"na2F", {true, false, 0, 0x2F}},
+                                         PlainText{"nAf", {true, false, 0, 15}},
+                                         PlainText{"NAFFFFFFFF", {true, false, 0, 0xFFFFFFFF}},
+                                         PlainText{"NA00000001", {true, false, 0, 1}},
+                                         PlainText{"PA0011234", {false, false, 0, 0x00101234}},
+                                         PlainText{"pa00A0", {false, false, 0, 0x00A00000}},
+                                         PlainText{"PAFFF00000000", {false, false, 0, 0xFFF00000}},
+                                         PlainText{"PAFFF100000", {false, false, 0, 0}}));
+
+INSTANTIATE_TEST_SUITE_P(Station, PlainForm,
+                         testing::Values(PlainText{"3-NA20", {true, true, 3, 0x20}},
+                                         PlainText{"255-PA0011234", {false, true, 255, 0x00101234}},
+                                         PlainText{"256-NA20", {true, true, 0, 0x20}},
+                                         PlainText{"000000003-NA20", {true, true, 3, 0x20}},
+                                         PlainText{"999999999-NA20", {true, true, 0xFF, 0x20}}));
+
+class OtherForm : public testing::TestWithParam<const char *>
+{
+};
+
+TEST_P(OtherForm, IsLeftToThePatterns)
+{
+    PlainAddress parts;
+    EXPECT_FALSE(ParsePlainAddress(QString::fromUtf8(GetParam()), &parts));
+}
+
+INSTANTIATE_TEST_SUITE_P(Incomplete, OtherForm,
+                         testing::Values("", "N", "NA", "P", "PA", "PA0", "PA00", "PA001", "3",
+                                         "3-", "3-N", "3-NA", "3-PA001", "-NA20", "20"));
+
+INSTANTIATE_TEST_SUITE_P(Longer, OtherForm,
+                         testing::Values("NA000000020", "NA100000000", "PA001000000020",
+                                         "0000000003-NA20", "4294967299-NA20"));
+
+INSTANTIATE_TEST_SUITE_P(More, OtherForm,
+                         testing::Values("NA10.3", "NA10 ", " NA10", "NA10-NA20", "NA10LOWLATENCY",
+                                         "NA1VVT_0", "PA0011234.7", "3--NA20", "3-4-NA20", "NA10g",
+                                         "XA10", "NB10", "PAx011234", "PA00x1234", "LOWLATENCY",
+                                         "5-LOWLATENCY", "VVT_ENABLE0"));
+
+// Digits of other scripts, letters that only look alike.
+INSTANTIATE_TEST_SUITE_P(Unicode, OtherForm,
+                         testing::Values("NA1\xD9\xA2", "\xD9\xA3-NA20",
+                                         "PA00\xD9\xA1"
+                                         "1234",
+                                         "N\xD0\x90"
+                                         "20",
+                                         "\xEF\xBC\xAE"
+                                         "A20"));
+
+TEST(ParsePlainAddress, TakesNoCharacterOutsideItsAlphabet)
+{
+    const QString text = "12-NA20";
+    for (int place = 0; place < text.size(); ++place) {
+        for (uint code = 0; code < 0x10000; ++code) {
+            QString changed = text;
+            changed[place] = QChar(static_cast<ushort>(code));
+            PlainAddress parts;
+            if (!ParsePlainAddress(changed, &parts))
+                continue;
+            ASSERT_LT(code, 128u) << place;
+            ASSERT_TRUE(isalnum(static_cast<int>(code)) || code == '-') << code << " at " << place;
+        }
+    }
 }
 
 } // namespace
