@@ -67,4 +67,11 @@ int CPLPackWNCmd(char *buffer, int size, uchar station, uchar subAddress, AddrAr
 ///                and the answer is false
 bool CPLValidateChecksum(const char *frame, int length);
 
+/// The number that a field of a reply holds.
+/// \param digits  hexadecimal digits of either case
+/// \param count   1 to 8
+/// \param value   gets the number; unchanged on failure
+/// \return false: one of the characters is no digit
+bool CPLParseHex(const char *digits, int count, quint32 &value);
+
 #endif // CPL_DMC50_CPL_H

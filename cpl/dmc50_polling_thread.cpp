@@ -1,7 +1,6 @@
 #include "cpl/dmc50_polling_thread.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdarg>
 #include <cstdio>
 #include <iterator>
@@ -27,7 +26,7 @@ const qint64 LowLatencyWatchdogPeriod = 30000;
 const qint64 LowLatencyRenewPeriod = 540000;
 
 const quint32 LowLatencyStateAddress = 0x2016;
-const ulong LowLatencyStateOn = 200;
+const quint32 LowLatencyStateOn = 200;
 const AddrArg LowLatencyWrites[] = {{0x2012, 1}, {0x2013, 5}, {0x2014, 200}, {0x2015, 5}};
 
 const uchar ControllerItself = 0; // the only sub-address in use
@@ -51,12 +50,6 @@ __attribute__((format(printf, 1, 2))) QString formatted(const char *format, ...)
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
     return QString::fromLatin1(text);
-}
-
-bool isHexadecimal(const char *digits, int count)
-{
-    return std::all_of(digits, digits + count,
-                       [](char digit) { return isxdigit(static_cast<uchar>(digit)) != 0; });
 }
 
 void storeDWord(QByteArray &data, uchar index, ulong value)
@@ -608,10 +601,9 @@ uchar PollingThread::getStationIdFromRsp() const
 // letters here. Read as a number they would be 0, success.
 uchar PollingThread::getEndCodeFromRsp() const
 {
-    const char *const digits = &m_rsp_buf[Cpl::EndCodePosition];
-    return isHexadecimal(digits, Cpl::ByteDigits)
-               ? static_cast<uchar>(HexToUInt(digits, Cpl::ByteDigits))
-               : static_cast<uchar>(Cpl::NoEndCode);
+    quint32 end_code = Cpl::NoEndCode;
+    CPLParseHex(&m_rsp_buf[Cpl::EndCodePosition], Cpl::ByteDigits, end_code);
+    return static_cast<uchar>(end_code);
 }
 
 /// What is wrong with the reply, or an empty text.
@@ -654,23 +646,25 @@ bool PollingThread::checkWriteRsp(uchar station_id, ulong address)
 
 /// The double word whose eight digits begin at a position of the reply; false when they are not
 /// all there. The checksum cannot tell: a reply may be whole and yet shorter than what was asked.
-bool PollingThread::getDWordFromRsp(int position, ulong &value) const
+bool PollingThread::getDWordFromRsp(int position, quint32 &value) const
 {
     if (position + Cpl::DWordDigits > m_rsp_len - Cpl::ReplyTail)
         return false;
-    const char *const digits = &m_rsp_buf[size_t(position)];
-    if (!isHexadecimal(digits, Cpl::DWordDigits))
-        return false;
-    value = HexToUInt(digits, Cpl::DWordDigits);
-    return true;
+    return CPLParseHex(&m_rsp_buf[size_t(position)], Cpl::DWordDigits, value);
 }
 
 void PollingThread::storeRsp(ValueMap &values, const ulong *addresses, int num_of_addresses) const
 {
+    // Polled addresses ascend, so a value's place is mostly the one behind the last value's.
+    ValueMap::iterator place = values.lower_bound(addresses[0]);
     for (int k = 0; k < num_of_addresses; ++k) {
-        ulong value = 0;
-        if (getDWordFromRsp(Cpl::DataPosition + k * Cpl::DWordDigits, value))
-            values[addresses[k]] = value;
+        quint32 value = 0;
+        if (!getDWordFromRsp(Cpl::DataPosition + k * Cpl::DWordDigits, value))
+            continue;
+        if (place == values.end() || place->first != addresses[k])
+            place = values.insert(place, ValueMap::value_type(addresses[k], value));
+        place->second = value;
+        ++place;
     }
 }
 
@@ -764,7 +758,7 @@ bool PollingThread::checkLowLatency()
         if (m_stop || !requestRead(station_id, &address, 1))
             return false;
         clearError();
-        ulong state = 0;
+        quint32 state = 0;
         if (!getDWordFromRsp(Cpl::DataPosition, state) || state != LowLatencyStateOn)
             return false;
     }

@@ -216,7 +216,7 @@ private:
 
     // Replies.
     QString replyFault(uchar station_id, const char *short_reply) const;
-    bool getDWordFromRsp(int position, ulong &value) const;
+    bool getDWordFromRsp(int position, quint32 &value) const;
     void storeRsp(ValueMap &values, const ulong *addresses, int num_of_addresses) const;
 
     // Readers.

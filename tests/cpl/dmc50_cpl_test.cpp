@@ -336,4 +336,61 @@ TEST(ValidateChecksum, ReadsACharacterThatIsNotHexadecimalAsZero)
     EXPECT_FALSE(checksumHolds(sumIsNot + "1G\r\n"));
 }
 
+// ---- Digits of a reply
+// ---------------------------------------------------------------------------
+
+TEST(ParseHex, ReadsOneToEightDigitsOfEitherCase)
+{
+    const std::string digits = "89aBCdEF";
+    const quint32 values[] = {0x8, 0x89, 0x89A, 0x89AB, 0x89ABC, 0x89ABCD, 0x89ABCDE, 0x89ABCDEF};
+    for (int count = 1; count <= 8; ++count) {
+        quint32 value = 0x55;
+        EXPECT_TRUE(CPLParseHex(digits.data(), count, value));
+        EXPECT_EQ(values[count - 1], value) << count << " digits";
+    }
+}
+
+TEST(ParseHex, ReadsTheLeastAndTheGreatestNumber)
+{
+    quint32 value = 0x55;
+    EXPECT_TRUE(CPLParseHex("00000000", 8, value));
+    EXPECT_EQ(0u, value);
+    EXPECT_TRUE(CPLParseHex("FFFFFFFF", 8, value));
+    EXPECT_EQ(0xFFFFFFFFu, value);
+}
+
+TEST(ParseHex, TakesTheSixteenDigitsAndNoOtherCharacterInAnyPlace)
+{
+    const std::string digits = "0123456789ABCDEFabcdef";
+    for (int character = 0; character < 256; ++character) {
+        for (size_t place = 0; place < 8; ++place) {
+            std::string field = "12345678";
+            field[place] = static_cast<char>(character);
+            quint32 value = 0x55;
+            const bool isDigit = digits.find(field[place]) != std::string::npos;
+            EXPECT_EQ(isDigit, CPLParseHex(field.data(), 8, value)) << character << " at " << place;
+            EXPECT_EQ(isDigit, value != 0x55) << character << " at " << place;
+        }
+    }
+}
+
+TEST(ParseHex, LooksAtNothingBehindTheField)
+{
+    quint32 value = 0;
+    EXPECT_TRUE(CPLParseHex("1Fx", 2, value));
+    EXPECT_EQ(0x1Fu, value);
+}
+
+TEST(ParseHex, ReadsEveryByteThatIsPacked)
+{
+    for (uint byte = 0; byte < 256; ++byte) {
+        quint32 value = 0;
+        const std::string frame = packRead({byte * 0x01010101UL}, static_cast<uchar>(byte));
+        EXPECT_TRUE(CPLParseHex(&frame[12], 8, value));
+        EXPECT_EQ(byte * 0x01010101U, value);
+        EXPECT_TRUE(CPLParseHex(&frame[1], 2, value));
+        EXPECT_EQ(byte, value);
+    }
+}
+
 } // namespace

@@ -147,6 +147,31 @@ TEST_F(PollingThreadCache, TakesNewValuesInPlaceOfOldOnes)
     EXPECT_EQ(3, cached(1, 0x21));
 }
 
+TEST_F(PollingThreadCache, TakesValuesInAnyOrderOfTheirAddresses)
+{
+    prepareBuffers();
+    receive(frames::reply(1, {1, 2, 3, 4, 5, 6}));
+    AddressVector addresses = {0x30, 0x20, 0x40, 0x30, 0x10, 0xFFFFFFFF};
+    thread().readRspToDataCacheMap(1, addresses.data(), 6);
+    EXPECT_EQ(5, cached(1, 0x10));
+    EXPECT_EQ(2, cached(1, 0x20));
+    EXPECT_EQ(4, cached(1, 0x30));
+    EXPECT_EQ(3, cached(1, 0x40));
+    EXPECT_EQ(6, cached(1, 0xFFFFFFFF));
+}
+
+TEST_F(PollingThreadCache, TakesValuesBetweenOthersAndLeavesThose)
+{
+    cache(1, 0x20, {1, 2, 3, 4});
+    prepareBuffers();
+    receive(frames::reply(1, {11, 12, 13}));
+    AddressVector addresses = {0x1F, 0x21, 0x24};
+    thread().readRspToDataCacheMap(1, addresses.data(), 3);
+    const qint64 expected[] = {11, 1, 12, 3, 4, 13};
+    for (ulong i = 0; i < 6; ++i)
+        EXPECT_EQ(expected[i], cached(1, 0x1F + i)) << i;
+}
+
 TEST_F(PollingThreadCache, LeavesTheValueOfAMissAlone)
 {
     cache(1, 0x20, {1});
