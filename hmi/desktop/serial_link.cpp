@@ -17,6 +17,8 @@ typedef std::chrono::milliseconds Milliseconds;
 // taken for the reply to the repeated request, the reply to the repetition may come unasked.
 const int WaryFrames = 2;
 
+const int DiscardedAtOnce = 512;
+
 std::chrono::steady_clock::time_point now()
 {
     return std::chrono::steady_clock::now();
@@ -195,26 +197,31 @@ QVariant SerialLink::control(int code, const QVariant &argument)
 
 int SerialLink::discardUnasked()
 {
-    const TimePoint end = now() + Milliseconds(LongestDiscardMs);
-    int discarded = discardUntilSilent(Milliseconds(0), end);
-    if (discarded > 0) {
+    char bytes[DiscardedAtOnce];
+    const SerialPort::Transfer transfer = m_port->take(bytes, sizeof bytes);
+    if (transfer.status == SerialPort::Status::Failed) {
+        portLost(transfer.reason);
+        return 0;
+    }
+    if (transfer.count > 0) {
         m_wary_frames = WaryFrames;
     }
-    if (m_up && m_wary_frames > 0) {
-        --m_wary_frames;
-        discarded += discardUntilSilent(Milliseconds(QuietGapMs), end);
+    if (m_wary_frames == 0) {
+        return 0;
     }
-    return discarded;
+    --m_wary_frames;
+    return transfer.count + discardUntilSilent();
 }
 
-/// Drops bytes until none came for the length of the gap, or until the end. 0 drops what is there.
-int SerialLink::discardUntilSilent(Milliseconds gap, TimePoint end)
+int SerialLink::discardUntilSilent()
 {
-    char bytes[512];
+    const TimePoint end = now() + Milliseconds(LongestDiscardMs);
+    char bytes[DiscardedAtOnce];
     int discarded = 0;
     SerialPort::Transfer transfer;
     do {
-        transfer = m_port->read(bytes, sizeof bytes, std::min(now() + gap, end));
+        const TimePoint silent = now() + Milliseconds(QuietGapMs);
+        transfer = m_port->read(bytes, sizeof bytes, std::min(silent, end));
         discarded += transfer.count;
     } while (transfer.status == SerialPort::Status::Done && now() < end);
     if (transfer.status == SerialPort::Status::Failed) {

@@ -114,7 +114,7 @@ private:
     TimePoint nextDeadline() const;
     void waitWhileAway();
     int discardUnasked();
-    int discardUntilSilent(std::chrono::milliseconds gap, TimePoint end);
+    int discardUntilSilent();
 
     const QString m_device_path;
     const DeviceSetting m_device_setting;

@@ -2,21 +2,28 @@
 
 #include "hmi/desktop/serial_format.h"
 
-#include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
-#include <boost/asio/executor_work_guard.hpp>
 
 #include <cerrno>
+#include <cstdint>
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <termios.h>
+#include <unistd.h>
 
 using boost::system::error_code;
 
 namespace
 {
+
+error_code systemError(int number)
+{
+    return error_code(number, boost::system::system_category());
+}
 
 QString describe(const error_code &error)
 {
@@ -39,6 +46,20 @@ QString describe(const error_code &error)
     }
 }
 
+/// Whether a transfer is to be tried again when the port is ready.
+bool isPassing(int error)
+{
+    return error == EAGAIN || error == EINTR;
+}
+
+SerialPort::Transfer failure(const error_code &error)
+{
+    SerialPort::Transfer result;
+    result.status = SerialPort::Status::Failed;
+    result.reason = describe(error);
+    return result;
+}
+
 /// A pty passes bytes, not bits on a wire: it may keep 8 data bits and call any others an error.
 bool isPty(int descriptor)
 {
@@ -51,15 +72,24 @@ bool isPty(int descriptor)
 
 } // namespace
 
-SerialPort::SerialPort() : m_port(m_io), m_interrupted(false) {}
+SerialPort::SerialPort()
+    : m_port(m_io), m_wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), m_interrupted(false)
+{
+}
 
 SerialPort::~SerialPort()
 {
     close();
+    if (m_wake >= 0) {
+        ::close(m_wake);
+    }
 }
 
 QString SerialPort::open(const std::string &path, const SerialFormat &format)
 {
+    if (m_wake < 0) {
+        return describe(systemError(EMFILE)); // nothing could interrupt a wait
+    }
     error_code error;
     m_port.open(path, error);
     if (error) {
@@ -85,7 +115,7 @@ QString SerialPort::claim()
     const int descriptor = m_port.native_handle();
     if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0 ||
         ::fcntl(descriptor, F_SETFD, FD_CLOEXEC) != 0) {
-        return describe(error_code(errno, boost::system::system_category()));
+        return describe(systemError(errno));
     }
     return QString();
 }
@@ -130,66 +160,76 @@ bool SerialPort::isOpen() const
     return m_port.is_open();
 }
 
-/// Starts one operation of the port and sees it through: what it wrote to the caller's memory is
-/// complete, and nothing of it is under way, when this returns.
-SerialPort::Transfer SerialPort::perform(const Operation &start, TimePoint deadline)
+// The transfers call the system themselves: asio takes several times as long over a short frame.
+
+/// Waits until something is to be asked of the descriptor (`Done`), be it what ails it, until the
+/// deadline or an interrupt. -1: there is nothing but these two to wait for.
+SerialPort::Status SerialPort::waitFor(int descriptor, short events, TimePoint deadline)
 {
-    // From here on an interrupt stops the wait below; one that came before shows in the flag.
-    m_io.restart();
+    const std::int64_t second = 1000000000;
+    while (!m_interrupted) {
+        const std::int64_t left = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                      deadline - std::chrono::steady_clock::now())
+                                      .count();
+        if (left <= 0) {
+            return Status::TimedOut;
+        }
+        const struct timespec patience = {static_cast<time_t>(left / second),
+                                          static_cast<long>(left % second)};
+        struct pollfd watched[] = {{descriptor, events, 0}, {m_wake, POLLIN, 0}};
+        if (::ppoll(watched, 2, &patience, nullptr) > 0 && !m_interrupted) {
+            return Status::Done;
+        }
+    }
+    return Status::Interrupted;
+}
+
+SerialPort::Transfer SerialPort::take(char *buffer, int size)
+{
     Transfer result;
     if (m_interrupted) {
         result.status = Status::Interrupted;
         return result;
     }
-    bool ended = false;
-    start([&](const error_code &error, size_t count) {
-        ended = true;
-        result = outcome(error, count);
-    });
-    m_io.run_until(deadline);
-    if (!ended) {
-        error_code ignored;
-        m_port.cancel(ignored);
-    }
-    while (!ended) {
-        m_io.restart();
-        m_io.run();
-    }
-    return result;
-}
-
-SerialPort::Transfer SerialPort::outcome(const error_code &error, size_t count) const
-{
-    Transfer result;
-    result.count = static_cast<int>(count);
-    if (!error) {
+    const ssize_t count = ::read(m_port.native_handle(), buffer, static_cast<size_t>(size));
+    if (count > 0) {
         result.status = Status::Done;
-    } else if (error == boost::asio::error::operation_aborted) {
-        result.status = m_interrupted ? Status::Interrupted : Status::TimedOut;
-    } else {
-        result.status = Status::Failed;
-        result.reason = describe(error);
+        result.count = static_cast<int>(count);
+    } else if (count == 0) {
+        result = failure(boost::asio::error::eof);
+    } else if (!isPassing(errno)) {
+        result = failure(systemError(errno));
     }
     return result;
 }
 
+// The wait comes first: the reply to a request is never there at once.
 SerialPort::Transfer SerialPort::read(char *buffer, int size, TimePoint deadline)
 {
-    const auto room = boost::asio::buffer(buffer, static_cast<size_t>(size));
-    return perform([&](const Handler &handler) { m_port.async_read_some(room, handler); },
-                   deadline);
+    Transfer result;
+    bool inTime = true;
+    do {
+        inTime = waitFor(m_port.native_handle(), POLLIN, deadline) == Status::Done;
+        result = take(buffer, size);
+    } while (inTime && result.status == Status::TimedOut);
+    return result;
 }
 
 SerialPort::Transfer SerialPort::write(const char *data, int size, TimePoint deadline)
 {
     Transfer result;
-    result.status = Status::Done;
+    result.status = m_interrupted ? Status::Interrupted : Status::Done;
     int sent = 0;
     while (sent < size && result.status == Status::Done) {
-        const auto rest = boost::asio::buffer(data + sent, static_cast<size_t>(size - sent));
-        result = perform([&](const Handler &handler) { m_port.async_write_some(rest, handler); },
-                         deadline);
-        sent += result.count;
+        const ssize_t count =
+            ::write(m_port.native_handle(), data + sent, static_cast<size_t>(size - sent));
+        if (count > 0) {
+            sent += static_cast<int>(count);
+        } else if (count == 0 || isPassing(errno)) {
+            result.status = waitFor(m_port.native_handle(), POLLOUT, deadline);
+        } else {
+            result = failure(systemError(errno));
+        }
     }
     if (result.status != Status::Done) {
         ::tcflush(m_port.native_handle(), TCOFLUSH);
@@ -205,21 +245,18 @@ void SerialPort::dropInput()
 
 void SerialPort::waitUntil(TimePoint time)
 {
-    m_io.restart();
-    if (m_interrupted) {
-        return;
-    }
-    const auto nothingToDo = boost::asio::make_work_guard(m_io);
-    m_io.run_until(time);
+    waitFor(-1, 0, time);
 }
 
 void SerialPort::interrupt()
 {
     m_interrupted = true;
-    m_io.stop();
+    ::eventfd_write(m_wake, 1);
 }
 
 void SerialPort::resume()
 {
     m_interrupted = false;
+    eventfd_t ignored = 0;
+    ::eventfd_read(m_wake, &ignored);
 }

@@ -10,8 +10,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstddef>
-#include <functional>
 #include <string>
 
 struct SerialFormat;
@@ -54,8 +52,10 @@ public:
 
     bool isOpen() const;
 
-    /// Takes the bytes that are there, at most `size` (above 0); waits for the first one until the
-    /// deadline. A deadline in the past asks for what is there already.
+    /// Takes the bytes that are there, at most `size` (above 0). Waits for none: then `TimedOut`.
+    Transfer take(char *buffer, int size);
+
+    /// The same, but waits for the first byte until the deadline.
     Transfer read(char *buffer, int size, TimePoint deadline);
 
     /// Hands over all bytes, waiting for room until the deadline. `Done`: all of them. Otherwise
@@ -75,17 +75,14 @@ public:
     void resume();
 
 private:
-    typedef std::function<void(const boost::system::error_code &, std::size_t)> Handler;
-    typedef std::function<void(const Handler &)> Operation;
-
-    Transfer perform(const Operation &start, TimePoint deadline);
-    Transfer outcome(const boost::system::error_code &error, std::size_t count) const;
+    Status waitFor(int descriptor, short events, TimePoint deadline);
     QString claim();
     QString configure(const SerialFormat &format);
     boost::system::error_code setFraming(const SerialFormat &format);
 
     boost::asio::io_context m_io;
     boost::asio::serial_port m_port;
+    int m_wake; ///< an eventfd that is readable from `interrupt` to `resume`; -1: there is none
     std::atomic<bool> m_interrupted;
 };
 
