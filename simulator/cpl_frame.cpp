@@ -1,7 +1,5 @@
 #include "simulator/cpl_frame.h"
 
-#include <cstdio>
-
 namespace
 {
 
@@ -56,10 +54,13 @@ unsigned checksumOf(const std::string &body)
     return (0x100 - sum % 0x100) % 0x100;
 }
 
-std::string formatHex(uint32_t value, int digits)
+std::string formatHex(uint32_t value, size_t digits)
 {
-    char text[16];
-    snprintf(text, sizeof text, "%0*X", digits, static_cast<unsigned>(value));
+    std::string text(digits, '0');
+    for (size_t i = digits; i > 0; --i) {
+        text[i - 1] = "0123456789ABCDEF"[value % 16];
+        value /= 16;
+    }
     return text;
 }
 

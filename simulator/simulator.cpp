@@ -419,11 +419,13 @@ private:
         return TimePoint::max();
     }
 
-    static size_t nextSlice(const Transmission &transmission)
+    /// Where bytes take no time, a reply leaves as a whole.
+    size_t nextSlice(const Transmission &transmission) const
     {
         if (transmission.babble)
             return SliceBytes;
-        return std::min(transmission.bytes.size() - transmission.sent, SliceBytes);
+        const size_t rest = transmission.bytes.size() - transmission.sent;
+        return m_options.baud == 0 ? rest : std::min(rest, SliceBytes);
     }
 
     /// When the last byte of the next slice leaves.
@@ -459,6 +461,8 @@ private:
 
     void traceRequest(const std::string &frame)
     {
+        if (!m_trace.is_open())
+            return;
         CplRequest request;
         const CplVerdict verdict = decodeRequest(frame, &request);
         writeTrace("in ", frame,
@@ -467,6 +471,8 @@ private:
 
     void traceReply(const std::string &frame)
     {
+        if (!m_trace.is_open())
+            return;
         CplReply reply;
         const CplVerdict verdict = decodeReply(frame, &reply);
         writeTrace("out", frame, verdict == CplVerdict::Good ? describe(reply) : describe(verdict));

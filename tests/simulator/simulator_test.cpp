@@ -94,6 +94,18 @@ TEST_F(SimulatorExchange, CarriesTheLongestFrames)
         ASSERT_EQ(frames::reply(1, words), user->exchange(frames::readRequest(1, addresses)));
 }
 
+// Otherwise whoever measures an exchange without a pace measures the pieces.
+TEST_F(SimulatorExchange, WithoutAPaceSendsAReplyAsAWhole)
+{
+    const std::string reply = frames::reply(1, std::vector<uint32_t>(50, 7));
+    for (const uint32_t address : frames::run(0x6000, 50))
+        simulator.setWord(1, address, 7);
+    for (int i = 0; i < 20; ++i) {
+        user->send(frames::readRequest(1, frames::run(0x6000, 50)));
+        ASSERT_EQ(reply, user->receiveSome(1000));
+    }
+}
+
 TEST_F(SimulatorExchange, PassesEveryByteThrough)
 {
     // What a terminal would turn into something else: end of file, interrupt, XON, erase.
