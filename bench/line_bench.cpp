@@ -1,5 +1,5 @@
-// How near the polling thread comes to the line's own limit: 500 addresses of one station in 10
-// frames, at the real line's pace.
+// How near the polling thread comes to the line's own limit, at the real line's pace: few and many
+// addresses, one station and all that a line carries.
 
 #include <algorithm>
 #include <chrono>
@@ -12,6 +12,8 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 
+#include "bench/measurement.h"
+#include "bench/passing_link.h"
 #include "cpl/dmc50_polling_thread.h"
 #include "hmi/desktop/serial_link.h"
 #include "simulator/simulator.h"
@@ -19,22 +21,43 @@
 namespace
 {
 
-const int Station = 1;
 const ulong FirstAddress = 0x1000;
-const int Addresses = 500;
-const int FramesPerCycle = Addresses / Cpl::MaxReadAddresses;
 const int Baud = 38400;
 const int BitsPerByte = 11;
 const int DelayMs = 20;
-const double Tolerance = 0.02;
+const double Goal = 1.01;
+
+const int Ended = 0;
+const int Missed = 1;
+const int WrongUsage = 2;
+const int Failed = 3;
+
+/// What is polled, and how many cycles are measured unless told otherwise.
+struct Load {
+    int stations;
+    int addressesPerStation;
+    int cycles;
+
+    int addresses() const { return stations * addressesPerStation; }
+    int framesPerCycle() const
+    {
+        return stations *
+               ((addressesPerStation + Cpl::MaxReadAddresses - 1) / Cpl::MaxReadAddresses);
+    }
+};
+
+const Load Loads[] = {{1, 50, 19}, {1, 500, 5}, {1, 5000, 3}, {8, 50, 7}, {31, 50, 3}};
 
 typedef std::chrono::steady_clock SteadyClock;
 
 /// Passes everything on, counts bytes and notes when each cycle begins.
-class CycleMeter : public AbstractDeviceInterface
+class CycleMeter : public PassingLink
 {
 public:
-    explicit CycleMeter(AbstractDeviceInterface *link) : m_link(link), m_frames(0), m_bytes(0) {}
+    CycleMeter(AbstractDeviceInterface *link, int framesPerCycle)
+        : PassingLink(link), m_frames_per_cycle(framesPerCycle), m_frames(0), m_bytes(0)
+    {
+    }
 
     /// Waits until so many cycles are over, after a first one to warm up.
     void waitFor(int cycles)
@@ -67,36 +90,26 @@ public:
     {
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
-            if (m_frames++ % FramesPerCycle == 0) {
+            if (m_frames++ % m_frames_per_cycle == 0) {
                 m_begins.push_back(SteadyClock::now());
                 m_bytes_at_begin.push_back(m_bytes);
                 m_begun.notify_all();
             }
             m_bytes += static_cast<quint64>(size);
         }
-        return m_link->writeData(data, size);
+        return PassingLink::writeData(data, size);
     }
 
     int readData(char *buffer, int max_size) override
     {
-        const int count = m_link->readData(buffer, max_size);
+        const int count = PassingLink::readData(buffer, max_size);
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_bytes += static_cast<quint64>(count > 0 ? count : 0);
         return count;
     }
 
-    const DeviceSetting *deviceSetting() override { return m_link->deviceSetting(); }
-    QVariant control(int code, const QVariant &argument) override
-    {
-        return m_link->control(code, argument);
-    }
-    int timeout() override { return m_link->timeout(); }
-    int retry() override { return m_link->retry(); }
-    int stationId() override { return m_link->stationId(); }
-    int delay() override { return m_link->delay(); }
-
 private:
-    AbstractDeviceInterface *m_link;
+    const int m_frames_per_cycle;
     mutable std::mutex m_mutex;
     std::condition_variable m_begun;
     std::vector<SteadyClock::time_point> m_begins;
@@ -105,19 +118,36 @@ private:
     quint64 m_bytes;
 };
 
-QList<CommunicatorCommand> session()
+QList<CommunicatorCommand> session(const Load &load)
 {
-    CommunicatorCommand command;
-    command.address = QString("NA%1").arg(FirstAddress, 0, 16);
-    command.length = Addresses;
-    return QList<CommunicatorCommand>() << command;
+    QList<CommunicatorCommand> commands;
+    for (int station = 1; station <= load.stations; ++station) {
+        CommunicatorCommand command;
+        command.address = QString("%1-NA%2").arg(station).arg(FirstAddress, 0, 16);
+        command.length = load.addressesPerStation;
+        commands << command;
+    }
+    return commands;
+}
+
+AddressVectorMap table(const Load &load)
+{
+    AddressVectorMap valid;
+    for (int station = 1; station <= load.stations; ++station) {
+        for (int i = 0; i < load.addressesPerStation; ++i)
+            valid[static_cast<uchar>(station)].push_back(AddressAt(FirstAddress, uint(i)));
+    }
+    return valid;
 }
 
 /// Runs the line and returns the meter's figures in the last two arguments.
-bool measure(int cycles, std::vector<double> *durations, double *bytes, QString *error)
+bool measure(const Load &load, int cycles, std::vector<double> *durations, double *bytes,
+             QString *error)
 {
     SimulatorOptions options;
-    options.stations = {Station};
+    options.stations.clear();
+    for (int station = 1; station <= load.stations; ++station)
+        options.stations.push_back(station);
     options.baud = Baud;
     Simulator simulator(options);
     std::string reason;
@@ -128,16 +158,13 @@ bool measure(int cycles, std::vector<double> *durations, double *bytes, QString 
     const DeviceSetting wiring(DeviceSetting::Rs485, "COM2", Baud, 8, DeviceSetting::OneStopBit,
                                DeviceSetting::EvenParity);
     SerialLink serial(QString::fromStdString(simulator.portName()), wiring,
-                      DriverSetting(9000, 0, Station, DelayMs));
+                      DriverSetting(9000, 0, 1, DelayMs));
     if (!serial.open(error))
         return false;
-    CycleMeter meter(&serial);
-
-    AddressVectorMap valid;
-    for (int i = 0; i < Addresses; ++i)
-        valid[Station].push_back(AddressAt(FirstAddress, static_cast<uint>(i)));
-    PollingThread polling(&meter, &valid, Station);
-    polling.setSessionCommand(session());
+    CycleMeter meter(&serial, load.framesPerCycle());
+    const AddressVectorMap valid = table(load);
+    PollingThread polling(&meter, &valid, 1);
+    polling.setSessionCommand(session(load));
     polling.start();
     meter.waitFor(cycles);
     polling.stop();
@@ -148,6 +175,65 @@ bool measure(int cycles, std::vector<double> *durations, double *bytes, QString 
     return error->isEmpty();
 }
 
+/// Milliseconds that the line itself needs: its bytes, and the pauses that the link asks for.
+double limitMs(const Load &load, double bytes)
+{
+    return bytes * BitsPerByte * 1000.0 / Baud + DelayMs * load.framesPerCycle();
+}
+
+/// Prints a load's row.
+/// \return the median ratio, or a negative number: the line failed
+double measureAndPrint(const Load &load, int cycles, QJsonArray *rows)
+{
+    std::vector<double> durations;
+    double bytes = 0.0;
+    QString error;
+    if (!measure(load, cycles, &durations, &bytes, &error)) {
+        fprintf(stderr, "dmc50-bench-line: %s\n", qPrintable(error));
+        return -1.0;
+    }
+    const double limit = limitMs(load, bytes);
+    const double worst = *std::max_element(durations.begin(), durations.end());
+    const double ratio = median(durations) / limit;
+    printf("%8d %9d %7d %9.0f %11.1f %7d %11.1f %11.1f %8.4f\n", load.stations, load.addresses(),
+           load.framesPerCycle(), bytes, limit, cycles, median(durations), worst, ratio);
+    fflush(stdout);
+    QJsonObject row;
+    row["stations"] = load.stations;
+    row["addresses"] = load.addresses();
+    row["bytes"] = bytes;
+    row["limit ms"] = limit;
+    row["cycles ms"] = toJson(durations);
+    row["ratio"] = ratio;
+    rows->append(row);
+    return ratio;
+}
+
+int measureAll(int cycles, const QString &file)
+{
+    printMachine();
+    printf("%d baud, %d bits a byte, pause of %d ms before each frame; ms\n", Baud, BitsPerByte,
+           DelayMs);
+    printf("%8s %9s %7s %9s %11s %7s %11s %11s %8s\n", "stations", "addresses", "frames", "bytes",
+           "limit", "cycles", "median", "worst", "ratio");
+    QJsonArray rows;
+    double worst = 0.0;
+    for (const Load &load : Loads) {
+        const double ratio = measureAndPrint(load, cycles > 0 ? cycles : load.cycles, &rows);
+        if (ratio < 0.0)
+            return Failed;
+        worst = std::max(worst, ratio);
+    }
+    printf("median cycle / limit, worst of the rows: %.4f; goal %.2f or less: %s\n", worst, Goal,
+           worst <= Goal ? "met" : "MISSED");
+    QJsonObject figures;
+    figures["rows"] = rows;
+    figures["worst ratio"] = worst;
+    if (!writeResults(file, "line", figures))
+        return Failed;
+    return worst <= Goal ? Ended : Missed;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -155,32 +241,14 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.addHelpOption();
-    parser.addOption({"cycles", "Cycles to measure (default 5, about 2.6 s each).", "n", "5"});
+    parser.addOption({"cycles",
+                      "Cycles to measure of each row (default: the longer a cycle, the fewer). "
+                      "The longest takes about 26 s.",
+                      "n", "0"});
+    parser.addOption({"json", "Writes the figures to a file, too.", "file"});
     parser.process(application);
-    const int cycles = parser.value("cycles").toInt();
-    if (cycles < 1) {
-        fprintf(stderr, "dmc50-bench-line: --cycles takes a number of 1 or more\n");
-        return 2;
-    }
-
-    std::vector<double> durations;
-    double bytes = 0.0;
-    QString error;
-    if (!measure(cycles, &durations, &bytes, &error)) {
-        fprintf(stderr, "dmc50-bench-line: %s\n", qPrintable(error));
-        return 3;
-    }
-    const double limit = bytes * BitsPerByte * 1000.0 / Baud + DelayMs * FramesPerCycle;
-    printf("%d addresses of one station, %d frames a cycle, %d baud\n", Addresses, FramesPerCycle,
-           Baud);
-    printf("line's own limit: %.0f bytes x %d / %d s + %d x %d ms = %.1f ms\n", bytes, BitsPerByte,
-           Baud, FramesPerCycle, DelayMs, limit);
-    for (const double duration : durations)
-        printf("cycle: %.1f ms, %+.2f %%\n", duration, (duration / limit - 1.0) * 100.0);
-    std::sort(durations.begin(), durations.end());
-    const double over = durations[durations.size() / 2] / limit - 1.0;
-    const bool within = over <= Tolerance && over >= -Tolerance;
-    printf("median: %+.2f %%, %s\n", over * 100.0,
-           within ? "within 2 % of the limit" : "NOT within 2 % of the limit");
-    return within ? 0 : 1;
+    int cycles = 0;
+    if (!readNumber(parser.value("cycles"), 0, 10000, "--cycles", &cycles))
+        return WrongUsage;
+    return measureAll(cycles, parser.value("json"));
 }

@@ -1,0 +1,31 @@
+// What the measurements share: figures, the machine they were taken on, and where they go.
+
+#ifndef BENCH_MEASUREMENT_H
+#define BENCH_MEASUREMENT_H
+
+#include <vector>
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
+
+/// The middle one, or the mean of the middle two; 0 when there is none.
+double median(std::vector<double> values);
+
+/// The figures as JSON.
+QJsonArray toJson(const std::vector<double> &values);
+
+/// Prints what the figures depend on, in one line: processor, system, compiler, and how busy the
+/// machine is at the moment.
+void printMachine();
+
+/// Writes the figures, with the measurement's name and the machine.
+/// \param file  where to; empty: nowhere, which is no failure
+/// \return false, after saying so on standard error: the file cannot be written
+bool writeResults(const QString &file, const QString &name, QJsonObject figures);
+
+/// A number that a command line gave.
+/// \return false, after saying so on standard error: it is no number from `least` to `greatest`
+bool readNumber(const QString &text, int least, int greatest, const char *option, int *number);
+
+#endif // BENCH_MEASUREMENT_H
