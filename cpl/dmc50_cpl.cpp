@@ -49,14 +49,15 @@ public:
     /// Begins with STX, station, sub-address, X and the command's letters.
     void begin(uchar station, uchar subAddress, const char *command)
     {
-        append(&Stx, 1);
+        append<1>(&Stx);
         byte(station);
         byte(subAddress);
-        append("X", 1);
-        append(command, static_cast<int>(strlen(command)));
+        append<1>("X");
+        for (; *command != '\0'; ++command)
+            append<1>(command);
     }
 
-    void byte(uchar value) { append(Hex.texts[value], Cpl::ByteDigits); }
+    void byte(uchar value) { append<Cpl::ByteDigits>(Hex.texts[value]); }
 
     void dword(quint32 value)
     {
@@ -65,7 +66,7 @@ public:
             memcpy(digits + i, Hex.texts[value >> 24], Cpl::ByteDigits);
             value <<= 8;
         }
-        append(digits, Cpl::DWordDigits);
+        append<Cpl::DWordDigits>(digits);
     }
 
     /// Adds ETX, checksum and line end, and a zero behind them; returns the length of the frame.
@@ -74,22 +75,41 @@ public:
         m_buffer[m_length++] = Etx;
         const uchar sum = UInt8CheckSum(reinterpret_cast<const uchar *>(m_buffer), m_length);
         byte(static_cast<uchar>(0x100U - sum));
-        append("\r\n", 3);
+        append<3>("\r\n");
         return m_length - 1;
     }
 
 private:
-    void append(const char *characters, int count)
+    template <int Count>
+    void append(const char *characters)
     {
-        const int room = std::max(m_size - m_length, 0);
-        memcpy(m_buffer + m_length, characters, static_cast<size_t>(std::min(count, room)));
-        m_length += count;
+        const int room = m_size - m_length;
+        if (room >= Count)
+            memcpy(m_buffer + m_length, characters, Count);
+        else if (room > 0)
+            memcpy(m_buffer + m_length, characters, static_cast<size_t>(room));
+        m_length += Count;
     }
 
     char *m_buffer;
     int m_size;
     int m_length;
 };
+
+inline bool parseDigits(const char *digits, int count, quint32 &value)
+{
+    quint32 parsed = 0;
+    uint seen = 0;
+    for (int i = 0; i < count; ++i) {
+        const uint digit = Hex.values[static_cast<uchar>(digits[i])];
+        seen |= digit;
+        parsed = (parsed << 4) | digit;
+    }
+    if (seen >= HexTables::NoDigit)
+        return false;
+    value = parsed;
+    return true;
+}
 
 } // namespace
 
@@ -144,17 +164,9 @@ int CPLPackWNCmd(char *buffer, int size, uchar station, uchar subAddress, AddrAr
 
 bool CPLParseHex(const char *digits, int count, quint32 &value)
 {
-    quint32 parsed = 0;
-    uint seen = 0;
-    for (const char *digit = digits; digit != digits + count; ++digit) {
-        const uchar digit_value = Hex.values[static_cast<uchar>(*digit)];
-        seen |= digit_value;
-        parsed = (parsed << 4) | digit_value;
-    }
-    if (seen >= HexTables::NoDigit)
-        return false;
-    value = parsed;
-    return true;
+    // The count of a data word is a constant to the compiler, which then does without the loop.
+    return count == Cpl::DWordDigits ? parseDigits(digits, Cpl::DWordDigits, value)
+                                     : parseDigits(digits, count, value);
 }
 
 bool CPLValidateChecksum(const char *frame, int length)
