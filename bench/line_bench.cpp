@@ -193,10 +193,11 @@ double measureAndPrint(const Load &load, int cycles, QJsonArray *rows)
         return -1.0;
     }
     const double limit = limitMs(load, bytes);
-    const double worst = *std::max_element(durations.begin(), durations.end());
+    const auto ends = std::minmax_element(durations.begin(), durations.end());
     const double ratio = median(durations) / limit;
-    printf("%8d %9d %7d %9.0f %11.1f %7d %11.1f %11.1f %8.4f\n", load.stations, load.addresses(),
-           load.framesPerCycle(), bytes, limit, cycles, median(durations), worst, ratio);
+    printf("%8d %9d %7d %9.0f %10.1f %7d %10.1f %10.1f %10.1f %8.4f\n", load.stations,
+           load.addresses(), load.framesPerCycle(), bytes, limit, cycles, *ends.first,
+           median(durations), *ends.second, ratio);
     fflush(stdout);
     QJsonObject row;
     row["stations"] = load.stations;
@@ -214,8 +215,8 @@ int measureAll(int cycles, const QString &file)
     printMachine();
     printf("%d baud, %d bits a byte, pause of %d ms before each frame; ms\n", Baud, BitsPerByte,
            DelayMs);
-    printf("%8s %9s %7s %9s %11s %7s %11s %11s %8s\n", "stations", "addresses", "frames", "bytes",
-           "limit", "cycles", "median", "worst", "ratio");
+    printf("%8s %9s %7s %9s %10s %7s %10s %10s %10s %8s\n", "stations", "addresses", "frames",
+           "bytes", "limit", "cycles", "least", "median", "worst", "ratio");
     QJsonArray rows;
     double worst = 0.0;
     for (const Load &load : Loads) {
