@@ -4,6 +4,7 @@ set output plot_file
 set logscale xy
 set key top left autotitle columnhead
 set grid
+set rmargin 5
 set xlabel size_name
 set ylabel value_name
 plot for [column = 2:last_column] $data using 1:column with linespoints \
