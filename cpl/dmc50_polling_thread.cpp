@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <iterator>
+#include <new>
 
 #include <QMutexLocker>
 #include <QVariant>
@@ -508,6 +509,7 @@ bool PollingThread::addrArgQueueToDMC50()
 bool PollingThread::takeWrites(uchar &station_id, AddrArgVector &args)
 {
     args.clear();
+    args.reserve(Cpl::MaxWritePairs); // what was taken must not be lost for want of memory
     const QMutexLocker locker(&m_write_queue_mutex);
     for (auto &station : m_addr_arg_queue_map) {
         std::queue<AddrArg> &queue = station.second;
@@ -546,18 +548,28 @@ bool PollingThread::requestRead(uchar station_id, ulong *addresses, int count)
 {
     if (!pauseBeforeRequest())
         return false;
-    exchange(CPLPackRNCmd(m_tx_buf.data(), static_cast<int>(m_tx_buf.size()), station_id,
-                          ControllerItself, addresses, static_cast<uint>(count)));
-    return checkReadRsp(station_id, addresses[0]);
+    try {
+        exchange(CPLPackRNCmd(m_tx_buf.data(), static_cast<int>(m_tx_buf.size()), station_id,
+                              ControllerItself, addresses, static_cast<uint>(count)));
+        return checkReadRsp(station_id, addresses[0]);
+    } catch (const std::bad_alloc &) {
+        setCommErrorWithoutText();
+        return false;
+    }
 }
 
 bool PollingThread::requestWrite(uchar station_id, AddrArgVector &args)
 {
     if (!pauseBeforeRequest())
         return false;
-    exchange(CPLPackWNCmd(m_tx_buf.data(), static_cast<int>(m_tx_buf.size()), station_id,
-                          ControllerItself, args.data(), static_cast<int>(args.size())));
-    return checkWriteRsp(station_id, args.front().address);
+    try {
+        exchange(CPLPackWNCmd(m_tx_buf.data(), static_cast<int>(m_tx_buf.size()), station_id,
+                              ControllerItself, args.data(), static_cast<int>(args.size())));
+        return checkWriteRsp(station_id, args.front().address);
+    } catch (const std::bad_alloc &) {
+        setCommErrorWithoutText();
+        return false;
+    }
 }
 
 void PollingThread::exchange(int request_size)
@@ -696,6 +708,13 @@ void PollingThread::setCommError(const QString &message)
     m_last_error = message;
 }
 
+/// For a request that there was no memory for: nor is there any for a text.
+void PollingThread::setCommErrorWithoutText()
+{
+    const QMutexLocker locker(&m_error_mutex);
+    m_error = true;
+}
+
 bool PollingThread::hasError()
 {
     const QMutexLocker locker(&m_error_mutex);
@@ -803,24 +822,39 @@ void PollingThread::renewLowLatency()
 
 // ---- The loop ----------------------------------------------------------------------------------
 
+/// A pass that there was no memory for ends, and the next one begins anew.
 void PollingThread::run()
+{
+    do {
+        try {
+            begin();
+            while (!m_stop)
+                pass();
+        } catch (const std::bad_alloc &) {
+            m_clock->sleep(IdlePause);
+        }
+    } while (!m_stop);
+}
+
+void PollingThread::begin()
 {
     m_tx_buf.assign(Cpl::BufferSize, '\0');
     m_rsp_buf.assign(Cpl::BufferSize, '\0');
     if (numOfLowLatencyStation() > 0)
         startLowLatency();
+}
 
-    while (!m_stop) {
-        takeOverSession();
-        sendQueuedWrites();
-        superviseLowLatency();
-        const bool polled = pollPass();
-        const bool served = serveOnDemandReads();
-        renewLowLatency();
-        if (!polled && !served) {
-            clearError();
-            m_clock->sleep(IdlePause);
-        }
+void PollingThread::pass()
+{
+    takeOverSession();
+    sendQueuedWrites();
+    superviseLowLatency();
+    const bool polled = pollPass();
+    const bool served = serveOnDemandReads();
+    renewLowLatency();
+    if (!polled && !served) {
+        clearError();
+        m_clock->sleep(IdlePause);
     }
 }
 
@@ -829,9 +863,14 @@ void PollingThread::takeOverSession()
     if ((getFlag() & SessionChanged) == 0)
         return;
     clearFlag(SessionChanged | SessionCleared);
-    m_cache_addr_map.clear();
-    sessionAddrMapToCacheAddrMap();
-    clearDataCacheMap();
+    try {
+        m_cache_addr_map.clear();
+        sessionAddrMapToCacheAddrMap();
+        clearDataCacheMap();
+    } catch (const std::bad_alloc &) {
+        setFlag(SessionChanged); // it still waits
+        throw;
+    }
 }
 
 void PollingThread::sendQueuedWrites()

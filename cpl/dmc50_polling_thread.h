@@ -33,6 +33,11 @@ class AbstractDeviceInterface;
 /// on-demand reads are served, the low-latency mutex while writes are queued for the low-latency
 /// stations or these are checked; both only take mutexes that are held for a few instructions.
 ///
+/// Memory: an operation that finds none throws std::bad_alloc, and a queue or a cache may have a
+/// part of what it was given. The thread itself goes on: a request that there was no memory for has
+/// failed like one without an answer, but under the last error's text, and everything else is tried
+/// anew in the next pass.
+///
 /// Stations are numbers from 1 to 255, addresses and values 32-bit words.
 class PollingThread : public QThread
 {
@@ -194,6 +199,8 @@ private:
     typedef std::map<ulong, quint32> RunMap; ///< address to the run that read it last
 
     // Steps of one pass.
+    void begin();
+    void pass();
     void startLowLatency();
     void takeOverSession();
     void sendQueuedWrites();
@@ -213,6 +220,7 @@ private:
     bool requestWrite(uchar station_id, AddrArgVector &args);
     bool pauseBeforeRequest();
     void exchange(int request_size);
+    void setCommErrorWithoutText();
 
     // Replies.
     QString replyFault(uchar station_id, const char *short_reply) const;

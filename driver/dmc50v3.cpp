@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <set>
 
 #include <QFileInfo>
@@ -384,6 +385,17 @@ void DriverDMC50v3::reopenDB()
 
 bool DriverDMC50v3::readDB(const QString &device)
 {
+    try {
+        return buildTable(device);
+    } catch (const std::bad_alloc &) {
+        forgetTable();
+        setCommError(QString::fromLatin1("failed to initialize valid addresses table"));
+        return false;
+    }
+}
+
+bool DriverDMC50v3::buildTable(const QString &device)
+{
     const bool tried_before = QSqlDatabase::contains(m_connection_name);
     if (!m_db_opened) {
         if (m_valid_addresses_ready)
@@ -445,20 +457,41 @@ bool DriverDMC50v3::initValidAddressesMap(int linkId, uchar defaultStation)
     m_valid_addresses_map.clear();
     bool more_to_come = true;
     while (query.next()) {
-        addProjectAddress(query.value(0).toString(), defaultStation, &more_to_come);
+        const QString address = query.value(0).toString();
+        if (address.isEmpty() && !hasEmptyAddress(linkId)) {
+            forgetTable(); // SQLite had no memory for the text
+            return false;
+        }
+        addProjectAddress(address, defaultStation, &more_to_come);
         if (!more_to_come)
             return true;
     }
     if (query.lastError().isValid()) {
         // The file broke off in the middle: half a table would be wrong without looking wrong.
-        m_valid_addresses_map.clear();
-        m_low_latency_stations.clear();
-        m_rcp_data_command_addr_list.clear();
+        forgetTable();
         return false;
     }
     for (auto &station : m_valid_addresses_map)
         std::sort(station.second.begin(), station.second.end(), CompareAddress);
     return true;
+}
+
+/// Whether an address of the project is really empty. One that there was no memory for reads so,
+/// too, and Qt reports no error.
+bool DriverDMC50v3::hasEmptyAddress(int linkId) const
+{
+    QSqlQuery query(QSqlDatabase::database(m_connection_name));
+    query.exec(QString::fromLatin1("SELECT 1 FROM custom_tag_table WHERE connector_id = %1 "
+                                   "AND address = '' LIMIT 1;")
+                   .arg(linkId));
+    return query.next();
+}
+
+void DriverDMC50v3::forgetTable()
+{
+    m_valid_addresses_map.clear();
+    m_low_latency_stations.clear();
+    m_rcp_data_command_addr_list.clear();
 }
 
 /// Files one address of the project under its station.
@@ -542,6 +575,15 @@ bool DriverDMC50v3::parseBitAddr(const QString &address, ulong &wordAddress, uin
 QByteArray DriverDMC50v3::read(AbstractDeviceInterface *link, const CommunicatorCommand &cmd)
 {
     const CallInProgress call(m_calls_in_progress);
+    try {
+        return readTag(link, cmd);
+    } catch (const std::bad_alloc &) {
+        return QByteArray(); // the runtime's calls throw nothing
+    }
+}
+
+QByteArray DriverDMC50v3::readTag(AbstractDeviceInterface *link, const CommunicatorCommand &cmd)
+{
     if (!prepare(link))
         return QByteArray();
     if (isInertTag(cmd.address))
@@ -657,6 +699,16 @@ int DriverDMC50v3::write(AbstractDeviceInterface *link, const CommunicatorComman
                          const QByteArray &data)
 {
     const CallInProgress call(m_calls_in_progress);
+    try {
+        return writeTag(link, cmd, data);
+    } catch (const std::bad_alloc &) {
+        return 0; // a part may be queued; the runtime's next attempt queues all of it
+    }
+}
+
+int DriverDMC50v3::writeTag(AbstractDeviceInterface *link, const CommunicatorCommand &cmd,
+                            const QByteArray &data)
+{
     if (!prepare(link))
         return 0;
     if (isInertTag(cmd.address) || isWriteQueueSizeTag(cmd.address))

@@ -29,6 +29,9 @@ class PollingThread;
 /// names a station or a datum that the project does not define, is an error of the project and ends
 /// the program through an assertion.
 ///
+/// Memory: where there is none, `read`, `write` and the table fail as for any other reason, and the
+/// next call tries again.
+///
 /// Threads: one thread makes all calls, with two exceptions. The driver may be destroyed by another
 /// thread while a `read` or a `write` is in progress, if that thread knows the call to have begun
 /// (it has when the call asks its link something). The call then ends as a failure, the destructor
@@ -138,9 +141,15 @@ private:
 
     bool prepare(AbstractDeviceInterface *link);
     void reopenDB();
+    bool buildTable(const QString &device);
+    bool hasEmptyAddress(int linkId) const;
+    void forgetTable();
     bool isCutShort() const;
     void addProjectAddress(const QString &address, uchar defaultStation, bool *moreToCome);
     void addLowLatencyStation(const QString &address, uchar defaultStation);
+    QByteArray readTag(AbstractDeviceInterface *link, const CommunicatorCommand &cmd);
+    int writeTag(AbstractDeviceInterface *link, const CommunicatorCommand &cmd,
+                 const QByteArray &data);
     QByteArray readTransferTag(AbstractDeviceInterface *link, const CommunicatorCommand &cmd);
     QByteArray readWriteQueueSize(AbstractDeviceInterface *link, int size);
     QByteArray readData(AbstractDeviceInterface *link, const CommunicatorCommand &cmd);

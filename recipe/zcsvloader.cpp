@@ -9,6 +9,8 @@
 #include <QTextCodec>
 #include <QTextStream>
 
+#include <new>
+
 namespace
 {
 
@@ -73,6 +75,19 @@ void ZCSVLoader::setAdjustToHeader(bool adjust)
 }
 
 bool ZCSVLoader::openFile(QString fileName)
+{
+    try {
+        return openWithinMemory(fileName);
+    } catch (const std::bad_alloc &) {
+        forgetLastFile();
+        m_stream = 0;
+        m_status = FileErrors;
+        m_error_list << tr("The file is too large.");
+        return false;
+    }
+}
+
+bool ZCSVLoader::openWithinMemory(QString fileName)
 {
     forgetLastFile();
     if (!askEachTimeCheck()) {

@@ -109,7 +109,8 @@ public:
     /// Reads a file. Rows and messages of an earlier one are forgotten.
     /// \param fileName  empty: the user chooses, if there is one
     /// \return whether there was no error. Else `errorMessageList()` says why; it is empty when the
-    ///         user chose no file, and for a file that cannot be opened or is no ordinary file.
+    ///         user chose no file, and for a file that cannot be opened or is no ordinary file. A
+    ///         file that there is no memory for is too large.
     bool openFile(QString fileName);
 
     /// The rows of the last file, none after an error. Except after a clean load it also reports
@@ -152,6 +153,7 @@ private:
         LinesAdjusted = 5      ///< loaded; lines were padded or cut to the header's width
     };
 
+    bool openWithinMemory(QString fileName);
     void forgetLastFile();
     bool chooseFile(QString &fileName);
     void load(QFile &file);
@@ -200,6 +202,7 @@ public:
     QStringList errorMessageList() const;
 
 private:
+    bool saveWithinMemory(const QList<QStringList> &rows, QString fileName);
     bool chooseFile(QString &fileName);
     void reportNotOpened();
     void writeRows(QTextStream &stream, const QList<QStringList> &rows) const;

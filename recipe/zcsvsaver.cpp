@@ -5,6 +5,8 @@
 #include <QMessageBox>
 #include <QTextStream>
 
+#include <new>
+
 namespace
 {
 
@@ -37,6 +39,16 @@ void ZCSVSaver::setQuoteWhenNeeded(bool whenNeeded)
 }
 
 bool ZCSVSaver::saveFile(QList<QStringList> rows, QString fileName)
+{
+    try {
+        return saveWithinMemory(rows, fileName);
+    } catch (const std::bad_alloc &) {
+        m_error_list << tr("There is not enough memory.");
+        return false;
+    }
+}
+
+bool ZCSVSaver::saveWithinMemory(const QList<QStringList> &rows, QString fileName)
 {
     if (!askEachTimeCheck()) {
         m_error_list << tr("User canceled operation.");

@@ -31,6 +31,9 @@ public:
 
     void look(uint64_t exchange)
     {
+        if (exchange < m_next_look)
+            return;
+        m_next_look = exchange + LookPause;
         const uint64_t part = exchange / m_tenth;
         if (part == Early)
             note(&m_result->heap_early, &m_result->descriptors_early);
@@ -39,7 +42,7 @@ public:
     }
 
 private:
-    enum : uint64_t { Early = 1, Late = 9 };
+    enum : uint64_t { Early = 1, Late = 9, LookPause = 20 };
 
     static void note(qint64 *heap, int *descriptors)
     {
@@ -48,6 +51,7 @@ private:
     }
 
     uint64_t m_tenth;
+    uint64_t m_next_look = 0;
     SoakResult *m_result;
 };
 

@@ -1,5 +1,7 @@
 // The loop: what goes over the line, and in which order.
 
+#include <new>
+
 #include "tests/cpl/polling_thread_fixture.h"
 
 namespace
@@ -671,6 +673,49 @@ TEST_F(PollingThreadLoop, TakesSessionWritesCheckPollDemandAndRenewalInThisOrder
                             readFrame(3, 0x2016, 1), readFrame(1, 0x20, 50), //
                             readFrame(2, 0x30, 1),                           //
                             modeWrites, readFrame(1, 0x20, 50)));
+}
+
+// ---- Memory that is short
+// ------------------------------------------------------------------------
+
+TEST_F(PollingThreadLoop, OutlivesARequestWithoutMemoryAndTriesItAgain)
+{
+    announce({command("NA20")});
+    onRequest = [&](int request) {
+        if (request == 1)
+            throw std::bad_alloc();
+        EXPECT_TRUE(thread().hasError());
+    };
+    runRequests(2);
+    EXPECT_EQ(0x20, cached(1, 0x20));
+    EXPECT_FALSE(thread().hasError());
+}
+
+TEST_F(PollingThreadLoop, CountsAWriteWithoutMemoryAsATryThatFailed)
+{
+    link.retries = 1;
+    EXPECT_TRUE(queueWrites(1, 0x20, 1));
+    onRequest = [](int request) {
+        if (request == 1)
+            throw std::bad_alloc();
+    };
+    runRequests(2);
+    EXPECT_THAT(link.sent(), ElementsAre(writesFrame(1, 0x20, 0, 1), writesFrame(1, 0x20, 0, 1)));
+}
+
+TEST_F(PollingThreadLoop, OutlivesAPauseWithoutMemory)
+{
+    announce({command("NA20")});
+    bool thrown = false;
+    onSleep = [&](ulong) {
+        if (thrown)
+            return;
+        thrown = true;
+        throw std::bad_alloc();
+    };
+    runRequests(1);
+    EXPECT_TRUE(thrown);
+    EXPECT_EQ(0x20, cached(1, 0x20));
 }
 
 } // namespace

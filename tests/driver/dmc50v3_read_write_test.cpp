@@ -2,6 +2,8 @@
 
 #include "driver/dmc50v3.h"
 
+#include <new>
+
 #include "cpl/dmc50_polling_thread.h"
 #include "driver_probe.h"
 #include "tests/support/bytes.h"
@@ -77,10 +79,13 @@ public:
     int stationId() override
     {
         ++stationQueries;
+        if (onStation)
+            onStation();
         return FakeLink::stationId();
     }
 
     std::function<void()> onRetry;
+    std::function<void()> onStation;
     std::atomic<int> stationQueries;
 };
 
@@ -172,6 +177,17 @@ TEST_F(Tags, AreReadLeastSignificantByteFirst)
     controllers.setWord(1, 0x10, 0x04030201);
     EXPECT_EQ("01 02 03 04", read(DoubleWord, "NA10", 1));
     EXPECT_THAT(link.sent(), ElementsAre(frames::readRequest(1, {0x10})));
+}
+
+TEST_F(Tags, FailAndThrowNothingWhileThereIsNoMemory)
+{
+    const int type = CommunicatorCommand::DoubleWordType;
+    link.onStation = [] { throw std::bad_alloc(); };
+    EXPECT_EQ("", read(type, "NA10", 1));
+    EXPECT_EQ(0, write(type, "NA10", 1, "01 02 03 04"));
+    link.onStation = nullptr;
+    EXPECT_NE("", read(type, "NA10", 1));
+    EXPECT_EQ(1, write(type, "NA10", 1, "01 02 03 04"));
 }
 
 TEST_F(Tags, OfAWordAreTheFirstHalfOfADoubleWord)
