@@ -553,9 +553,10 @@ bool PollingThread::requestRead(uchar station_id, ulong *addresses, int count)
                               ControllerItself, addresses, static_cast<uint>(count)));
         return checkReadRsp(station_id, addresses[0]);
     } catch (const std::bad_alloc &) {
+        resetRspBuf(); // as good as no answer
         setCommErrorWithoutText();
-        return false;
     }
+    return checkReadRsp(station_id, addresses[0]);
 }
 
 bool PollingThread::requestWrite(uchar station_id, AddrArgVector &args)
@@ -567,9 +568,10 @@ bool PollingThread::requestWrite(uchar station_id, AddrArgVector &args)
                               ControllerItself, args.data(), static_cast<int>(args.size())));
         return checkWriteRsp(station_id, args.front().address);
     } catch (const std::bad_alloc &) {
+        resetRspBuf();
         setCommErrorWithoutText();
-        return false;
     }
+    return checkWriteRsp(station_id, args.front().address);
 }
 
 void PollingThread::exchange(int request_size)
@@ -708,7 +710,7 @@ void PollingThread::setCommError(const QString &message)
     m_last_error = message;
 }
 
-/// For a request that there was no memory for: nor is there any for a text.
+/// For a request that there was no memory for: there may be none for the text, either.
 void PollingThread::setCommErrorWithoutText()
 {
     const QMutexLocker locker(&m_error_mutex);

@@ -35,8 +35,7 @@ class AbstractDeviceInterface;
 ///
 /// Memory: an operation that finds none throws std::bad_alloc, and a queue or a cache may have a
 /// part of what it was given. The thread itself goes on: a request that there was no memory for has
-/// failed like one without an answer, but under the last error's text, and everything else is tried
-/// anew in the next pass.
+/// failed like one without an answer, and everything else is tried anew in the next pass.
 ///
 /// Stations are numbers from 1 to 255, addresses and values 32-bit words.
 class PollingThread : public QThread
