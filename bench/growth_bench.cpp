@@ -174,6 +174,7 @@ Series measureTakeOvers()
     for (const int size : SessionSizes) {
         const QList<CommunicatorCommand> commands = session(size);
         std::vector<double> times;
+        times.reserve(static_cast<size_t>(repetitions(size)));
         for (int i = 0; i < repetitions(size); ++i)
             times.push_back(takeOverUs(table, &link, commands));
         series.add(size, median(times) / 1000.0);
@@ -198,6 +199,7 @@ double readUs(DriverDMC50v3 *driver, AnsweringLink *link, int size)
     for (int &tag : tags)
         tag = static_cast<int>(random() % static_cast<uint>(size)) * (WholeProject / size);
     std::vector<CommunicatorCommand> commands;
+    commands.reserve(tags.size());
     for (const int tag : tags)
         commands.push_back(accessTo(tag));
     const double us = usOf([&] {

@@ -142,6 +142,7 @@ double responder(const Figures &figures)
 std::vector<double> column(const std::vector<Figures> &rows, Part part)
 {
     std::vector<double> values;
+    values.reserve(rows.size());
     for (const Figures &row : rows)
         values.push_back(part(row));
     return values;

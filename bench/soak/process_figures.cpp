@@ -20,7 +20,7 @@ qint64 heapInUse()
     return -1;
 #else
     const struct mallinfo2 figures = mallinfo2();
-    return static_cast<qint64>(figures.uordblks + figures.hblkhd);
+    return static_cast<qint64>(figures.uordblks) + static_cast<qint64>(figures.hblkhd);
 #endif
 }
 

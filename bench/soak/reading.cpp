@@ -29,7 +29,7 @@ uint32_t number(const std::string &text)
 /// Two characters of which the driver's own reader of numbers makes 0 unless they are digits.
 unsigned leniently(const std::string &digits)
 {
-    const std::string text = digits.c_str(); // up to a zero byte
+    const std::string text = digits.substr(0, digits.find('\0'));
     return isNumber(text) ? number(text) : 0;
 }
 

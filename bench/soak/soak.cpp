@@ -274,7 +274,7 @@ std::string table(const SoakOptions &options, const SoakResult &result)
     text +=
         formatted("values that a check should have kept out, exchanges off by one, other texts: "
                   "%llu\n",
-                  Count(line.violations + user.violations));
+                  Count(line.violations) + Count(user.violations));
     const std::string missing = shortcomings(result);
     return text + (missing.empty() ? "passed\n" : "NOT PASSED\n" + missing);
 }
