@@ -64,6 +64,7 @@ void RunDirectory::leave()
 QString RunDirectory::enter(char **argv) const
 {
     const QByteArray program = QFile::encodeName(QCoreApplication::applicationFilePath());
+    // mkdtemp puts letters of its own in place of the last six.
     QByteArray directory = QFile::encodeName(QDir::tempPath()) + "/" + DirectoryPrefix + "XXXXXX";
     if (mkdtemp(directory.data()) == nullptr)
         return QString("cannot make a directory to run in: %1").arg(std::strerror(errno));

@@ -141,7 +141,7 @@ TEST_F(ArmFaults, NeitherReadsNorTouchesTheFileOfAnotherUser)
     letMountPrint(StickLine);
     writeFile(ListingFile, foreign);
     if (::seteuid(nobody) != 0)
-        GTEST_SKIP() << "nobody else to be here";
+        GTEST_SKIP() << "needs a file of another user, and this namespace has only one user";
     const Texts announced = scan();
     ASSERT_EQ(0, ::seteuid(0));
     EXPECT_THAT(announced, IsEmpty());

@@ -36,7 +36,7 @@ StorageTest::~StorageTest()
 void StorageTest::SetUp()
 {
     if (!privateMountsFault().empty())
-        GTEST_SKIP() << privateMountsFault();
+        GTEST_SKIP() << "needs a stick of its own: " << privateMountsFault();
     removeFilesOfFormerTest();
     makeFolders(StandInFolder);
     ::setenv("PATH", (StandInFolder + (":" + m_path)).c_str(), 1);

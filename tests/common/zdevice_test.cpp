@@ -511,7 +511,7 @@ TEST_F(Monitor, LeavesAThreadBehindThatAFileSystemHolds)
     const QPointer<ZDevice> device = ZDevice::getInstance();
     DeadFileSystem stick("/dev/sda1", "/run/media/sda1");
     if (!stick.isMounted())
-        GTEST_SKIP() << "no file system in user space here";
+        GTEST_SKIP() << "needs a file system that hangs, and /dev/fuse cannot be had here";
     const auto knowsStick = [&device] { return !device->getMount(DeviceUsb).isEmpty(); };
     EXPECT_TRUE(eventually(knowsStick)); // and then asks for its space
     ::usleep(50000);

@@ -48,7 +48,7 @@ bool place(const std::string &program, const std::string &target)
 void goOnInDirectoryOfOwn(char **argv)
 {
     const std::string program = programFile();
-    std::string directory = program + ".XXXXXX";
+    std::string directory = program + ".XXXXXX"; // mkdtemp replaces the last six
     if (::mkdtemp(&directory[0]) == nullptr)
         return;
     const std::string target =

@@ -61,7 +61,7 @@ protected:
     void SetUp() override
     {
         if (!privateMountsFault().empty())
-            GTEST_SKIP() << privateMountsFault();
+            GTEST_SKIP() << "needs a stick of its own: " << privateMountsFault();
     }
 
     enum class Polling { On, Off };

@@ -106,7 +106,7 @@ void Pty::hangUp()
 
 LinkedPath::LinkedPath()
 {
-    char name[] = "/tmp/dmc50-test-XXXXXX";
+    char name[] = "/tmp/dmc50-test-XXXXXX"; // mkdtemp replaces the last six
     if (::mkdtemp(name) == nullptr) {
         throw std::runtime_error("no temporary directory to be had");
     }

@@ -206,7 +206,7 @@ TransferTest::~TransferTest()
 void TransferTest::SetUp()
 {
     if (!privateMountsFault().empty())
-        GTEST_SKIP() << privateMountsFault();
+        GTEST_SKIP() << "needs a stick of its own: " << privateMountsFault();
 }
 
 void TransferTest::plugIn(const std::string &options)

@@ -17,7 +17,7 @@
 //   TEST(Monitor, FindsAStick)
 //   {
 //       if (!privateMountsFault().empty())
-//           GTEST_SKIP() << privateMountsFault();
+//           GTEST_SKIP() << "needs a stick of its own: " << privateMountsFault();
 //       MountedVolume stick("/dev/sda1", "/run/media/sda1");
 //       ...
 //       stick.pull();

@@ -100,7 +100,7 @@ class ProgramStorage : public testing::TestWithParam<Storage>
 TEST_P(ProgramStorage, IsAnnouncedWithinAScanPeriodAndDisappearsAgain)
 {
     if (!privateMountsFault().empty())
-        GTEST_SKIP() << privateMountsFault();
+        GTEST_SKIP() << "needs a stick of its own: " << privateMountsFault();
     RunningTerminal terminal(GetParam().options);
 
     QElapsedTimer timer;
@@ -121,7 +121,7 @@ TEST_P(ProgramStorage, IsAnnouncedWithinAScanPeriodAndDisappearsAgain)
 TEST_P(ProgramStorage, ThatIsThereAtTheStartIsAnnouncedAtOnce)
 {
     if (!privateMountsFault().empty())
-        GTEST_SKIP() << privateMountsFault();
+        GTEST_SKIP() << "needs a stick of its own: " << privateMountsFault();
     const MountedVolume volume(GetParam().node, GetParam().point, "size=256k");
     RunningTerminal terminal(GetParam().options);
     QJsonObject there = terminal.waitForStorage(GetParam().kind, true);

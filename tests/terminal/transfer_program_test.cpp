@@ -27,7 +27,7 @@ protected:
     void SetUp() override
     {
         if (!privateMountsFault().empty())
-            GTEST_SKIP() << privateMountsFault();
+            GTEST_SKIP() << "needs a stick of its own: " << privateMountsFault();
         ASSERT_TRUE(m_directory.isValid());
         ASSERT_TRUE(QDir(m_directory.path()).mkdir("stick"));
     }
