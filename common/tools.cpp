@@ -733,10 +733,10 @@ unsigned char UInt8CheckSum(const unsigned char *p, int len)
 
 unsigned short UShortCheckSum(const unsigned char *p, int len)
 {
-    unsigned int sum = 0;
+    unsigned short sum = 0; // as narrow as the result: more bytes are summed at a time
     for (int i = 0; i < len; ++i)
-        sum += p[i];
-    return static_cast<unsigned short>(sum);
+        sum = static_cast<unsigned short>(sum + p[i]);
+    return sum;
 }
 
 unsigned char XorUInt8CheckSum(const unsigned char *p, int len)

@@ -17,15 +17,17 @@ const char Etx = 0x03;
 
 /// The line's digits both ways, looked up: the driver spends most of its own time on them.
 struct HexTables {
-    enum { NoDigit = 0xF0 };
+    enum { Places = 4, NoDigit = 1 << (4 * Places) };
 
     HexTables()
     {
         const char digits[] = "0123456789ABCDEF";
-        std::fill(values, values + sizeof values, uchar(NoDigit));
-        for (uchar value = 0; value < 16; ++value) {
-            values[uchar(digits[value])] = value;
-            values[uchar(tolower(digits[value]))] = value;
+        for (int place = 0; place < Places; ++place) {
+            std::fill(values[place], values[place] + 256, quint32(NoDigit));
+            for (quint32 value = 0; value < 16; ++value) {
+                values[place][uchar(digits[value])] = value << (4 * place);
+                values[place][uchar(tolower(digits[value]))] = value << (4 * place);
+            }
         }
         for (int byte = 0; byte < 256; ++byte) {
             texts[byte][0] = digits[byte / 16];
@@ -33,7 +35,7 @@ struct HexTables {
         }
     }
 
-    uchar values[256];                ///< of a character as a digit
+    quint32 values[Places][256];      ///< of a character as a digit, by its place from the right
     char texts[256][Cpl::ByteDigits]; ///< of a byte, in upper case
 };
 
@@ -61,12 +63,15 @@ public:
 
     void dword(quint32 value)
     {
-        char digits[Cpl::DWordDigits];
-        for (int i = 0; i < Cpl::DWordDigits; i += Cpl::ByteDigits) {
-            memcpy(digits + i, Hex.texts[value >> 24], Cpl::ByteDigits);
-            value <<= 8;
+        if (m_size - m_length < Cpl::DWordDigits) {
+            for (int shift = 24; shift >= 0; shift -= 8)
+                byte(static_cast<uchar>(value >> shift));
+            return;
         }
-        append<Cpl::DWordDigits>(digits);
+        char *digits = m_buffer + m_length;
+        for (int shift = 24; shift >= 0; shift -= 8, digits += Cpl::ByteDigits)
+            memcpy(digits, Hex.texts[(value >> shift) & 0xFF], Cpl::ByteDigits);
+        m_length += Cpl::DWordDigits;
     }
 
     /// Adds ETX, checksum and line end, and a zero behind them; returns the length of the frame.
@@ -96,19 +101,13 @@ private:
     int m_length;
 };
 
-inline bool parseDigits(const char *digits, int count, quint32 &value)
+/// The number of up to four digits; with a bit beyond theirs when one is no digit.
+inline quint32 parseWord(const char *digits, int count)
 {
     quint32 parsed = 0;
-    uint seen = 0;
-    for (int i = 0; i < count; ++i) {
-        const uint digit = Hex.values[static_cast<uchar>(digits[i])];
-        seen |= digit;
-        parsed = (parsed << 4) | digit;
-    }
-    if (seen >= HexTables::NoDigit)
-        return false;
-    value = parsed;
-    return true;
+    for (int i = 0; i < count; ++i)
+        parsed |= Hex.values[count - 1 - i][static_cast<uchar>(digits[i])];
+    return parsed;
 }
 
 } // namespace
@@ -164,9 +163,20 @@ int CPLPackWNCmd(char *buffer, int size, uchar station, uchar subAddress, AddrAr
 
 bool CPLParseHex(const char *digits, int count, quint32 &value)
 {
-    // The count of a data word is a constant to the compiler, which then does without the loop.
-    return count == Cpl::DWordDigits ? parseDigits(digits, Cpl::DWordDigits, value)
-                                     : parseDigits(digits, count, value);
+    quint32 high = 0;
+    quint32 low = 0;
+    if (count == Cpl::DWordDigits) { // constants to the compiler, which then does without loops
+        high = parseWord(digits, HexTables::Places);
+        low = parseWord(digits + HexTables::Places, HexTables::Places);
+    } else {
+        const int ahead = std::max<int>(count - HexTables::Places, 0);
+        high = parseWord(digits, ahead);
+        low = parseWord(digits + ahead, count - ahead);
+    }
+    if (((high | low) & HexTables::NoDigit) != 0)
+        return false;
+    value = (high << (4 * HexTables::Places)) | low;
+    return true;
 }
 
 bool CPLValidateChecksum(const char *frame, int length)

@@ -669,11 +669,14 @@ bool PollingThread::getDWordFromRsp(int position, quint32 &value) const
 
 void PollingThread::storeRsp(ValueMap &values, const ulong *addresses, int num_of_addresses) const
 {
+    const int digits_there = m_rsp_len - Cpl::ReplyTail - Cpl::DataPosition;
+    const int values_there = std::min(num_of_addresses, digits_there / Cpl::DWordDigits);
+    const char *digits = &m_rsp_buf[Cpl::DataPosition];
     // Polled addresses ascend, so a value's place is mostly the one behind the last value's.
     ValueMap::iterator place = values.lower_bound(addresses[0]);
-    for (int k = 0; k < num_of_addresses; ++k) {
+    for (int k = 0; k < values_there; ++k, digits += Cpl::DWordDigits) {
         quint32 value = 0;
-        if (!getDWordFromRsp(Cpl::DataPosition + k * Cpl::DWordDigits, value))
+        if (!CPLParseHex(digits, Cpl::DWordDigits, value))
             continue;
         if (place == values.end() || place->first != addresses[k])
             place = values.insert(place, ValueMap::value_type(addresses[k], value));
