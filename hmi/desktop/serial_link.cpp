@@ -144,20 +144,20 @@ int SerialLink::writeData(const char *data, int size)
 {
     int sent = 0;
     if (ensurePort()) {
-        const SerialPort::Transfer transfer = m_port->write(data, size, nextDeadline());
+        const SerialPort::Transfer transfer = m_port->write(data, size, patience());
         sent = transfer.count;
         if (transfer.status == SerialPort::Status::Failed) {
             portLost(transfer.reason);
         }
     }
-    m_reply_deadline = nextDeadline();
+    m_reply_deadline = now() + patience();
     return sent;
 }
 
-/// When something that starts now is out of time.
-SerialLink::TimePoint SerialLink::nextDeadline() const
+/// How long the other end may keep the link waiting.
+std::chrono::milliseconds SerialLink::patience() const
 {
-    return now() + Milliseconds(std::max(m_driver_setting.timeout, 0));
+    return Milliseconds(std::max(m_driver_setting.timeout, 0));
 }
 
 /// Whether the port is open, after trying to open it again if it is time to.

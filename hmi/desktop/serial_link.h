@@ -111,7 +111,7 @@ private:
     bool ensurePort();
     void portLost(const QString &reason);
     void setLastError(const QString &text);
-    TimePoint nextDeadline() const;
+    std::chrono::milliseconds patience() const;
     void waitWhileAway();
     int discardUnasked();
     int discardUntilSilent();

@@ -4,9 +4,11 @@
 
 #include <boost/asio/error.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
+#include <limits>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/file.h>
@@ -68,6 +70,14 @@ bool isPty(int descriptor)
     struct stat device;
     return ::fstat(descriptor, &device) == 0 && S_ISCHR(device.st_mode) &&
            major(device.st_rdev) >= firstMajor && major(device.st_rdev) <= lastMajor;
+}
+
+/// The time as `poll` takes it, rounded up.
+int wholeMilliseconds(std::chrono::nanoseconds time)
+{
+    const std::int64_t millisecond = 1000000;
+    return static_cast<int>(std::min<std::int64_t>((time.count() + millisecond - 1) / millisecond,
+                                                   std::numeric_limits<int>::max()));
 }
 
 } // namespace
@@ -166,18 +176,13 @@ bool SerialPort::isOpen() const
 /// deadline or an interrupt. -1: there is nothing but these two to wait for.
 SerialPort::Status SerialPort::waitFor(int descriptor, short events, TimePoint deadline)
 {
-    const std::int64_t second = 1000000000;
     while (!m_interrupted) {
-        const std::int64_t left = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                                      deadline - std::chrono::steady_clock::now())
-                                      .count();
-        if (left <= 0) {
+        const std::chrono::nanoseconds left = deadline - std::chrono::steady_clock::now();
+        if (left.count() <= 0) {
             return Status::TimedOut;
         }
-        const struct timespec patience = {static_cast<time_t>(left / second),
-                                          static_cast<long>(left % second)};
         struct pollfd watched[] = {{descriptor, events, 0}, {m_wake, POLLIN, 0}};
-        if (::ppoll(watched, 2, &patience, nullptr) > 0 && !m_interrupted) {
+        if (::poll(watched, 2, wholeMilliseconds(left)) > 0 && !m_interrupted) {
             return Status::Done;
         }
     }
@@ -215,9 +220,11 @@ SerialPort::Transfer SerialPort::read(char *buffer, int size, TimePoint deadline
     return result;
 }
 
-SerialPort::Transfer SerialPort::write(const char *data, int size, TimePoint deadline)
+SerialPort::Transfer SerialPort::write(const char *data, int size,
+                                       std::chrono::milliseconds patience)
 {
     Transfer result;
+    TimePoint deadline;
     result.status = m_interrupted ? Status::Interrupted : Status::Done;
     int sent = 0;
     while (sent < size && result.status == Status::Done) {
@@ -226,6 +233,9 @@ SerialPort::Transfer SerialPort::write(const char *data, int size, TimePoint dea
         if (count > 0) {
             sent += static_cast<int>(count);
         } else if (count == 0 || isPassing(errno)) {
+            if (deadline == TimePoint()) {
+                deadline = std::chrono::steady_clock::now() + patience;
+            }
             result.status = waitFor(m_port.native_handle(), POLLOUT, deadline);
         } else {
             result = failure(systemError(errno));

@@ -58,9 +58,10 @@ public:
     /// The same, but waits for the first byte until the deadline.
     Transfer read(char *buffer, int size, TimePoint deadline);
 
-    /// Hands over all bytes, waiting for room until the deadline. `Done`: all of them. Otherwise
-    /// those that the port still held back are dropped, lest they precede the next frame.
-    Transfer write(const char *data, int size, TimePoint deadline);
+    /// Hands over all bytes, waiting for room no longer than `patience` in all. `Done`: all of
+    /// them. Otherwise those that the port still held back are dropped, lest they precede the next
+    /// frame.
+    Transfer write(const char *data, int size, std::chrono::milliseconds patience);
 
     /// Drops what was received and not read.
     void dropInput();
