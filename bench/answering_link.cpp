@@ -6,13 +6,6 @@
 #include "common/clock.h"
 #include "simulator/cpl_frame.h"
 
-AnsweringLink::AnsweringLink()
-    : m_device_setting(DeviceSetting::Rs485, "COM2", 38400, 8, DeviceSetting::OneStopBit,
-                       DeviceSetting::EvenParity),
-      m_station_id(1), m_values(0)
-{
-}
-
 void AnsweringLink::waitForValues(int values) const
 {
     const int end = m_values + values;

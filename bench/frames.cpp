@@ -30,12 +30,6 @@ void mustHold(bool condition)
 
 } // namespace
 
-ReplyingLink::ReplyingLink()
-    : m_device_setting(DeviceSetting::Rs485, "COM2", 38400, 8, DeviceSetting::OneStopBit,
-                       DeviceSetting::EvenParity)
-{
-}
-
 int ReplyingLink::readData(char *buffer, int max_size)
 {
     const int count = std::min(static_cast<int>(m_reply.size()), max_size);

@@ -7,28 +7,17 @@
 #include <vector>
 
 #include "cpl/dmc50_polling_thread.h"
-#include "driver/drv_dev_setting.h"
-#include "hmi/abstractdeviceinterface.h"
+#include "tests/support/plain_link.h"
 
 /// A line that gives the same reply whenever it is asked to read.
-class ReplyingLink : public AbstractDeviceInterface
+class ReplyingLink : public PlainLink
 {
 public:
-    ReplyingLink();
-
     void setReply(const std::string &reply) { m_reply = reply; }
 
     int readData(char *buffer, int max_size) override;
-    int writeData(const char *, int size) override { return size; }
-    const DeviceSetting *deviceSetting() override { return &m_device_setting; }
-    QVariant control(int, const QVariant &) override { return QVariant(); }
-    int timeout() override { return 3000; }
-    int retry() override { return 0; }
-    int stationId() override { return 1; }
-    int delay() override { return 0; }
 
 private:
-    const DeviceSetting m_device_setting;
     std::string m_reply;
 };
 

@@ -34,10 +34,6 @@ const int Reads = 20000;
 const double BytesPerKilobyte = 1024.0;
 const double TableGoal = 2.0;
 
-const int Ended = 0;
-const int Missed = 1;
-const int Failed = 3;
-
 const char Query[] = "SELECT address FROM custom_tag_table WHERE connector_id = 5 "
                      "AND address NOT LIKE '%INITDRV0' AND address NOT LIKE 'WRITE_QUE_SIZE%' "
                      "AND address NOT LIKE 'VVT_%';";
@@ -182,15 +178,6 @@ Series measureTakeOvers()
     return series;
 }
 
-CommunicatorCommand accessTo(int tag)
-{
-    CommunicatorCommand command;
-    command.address = GrowthProject::textOf(tag);
-    command.dataType = CommunicatorCommand::DoubleWordType;
-    command.length = 1;
-    return command;
-}
-
 /// Reads tags of the session in random order.
 double readUs(DriverDMC50v3 *driver, AnsweringLink *link, int size)
 {
@@ -201,7 +188,7 @@ double readUs(DriverDMC50v3 *driver, AnsweringLink *link, int size)
     std::vector<CommunicatorCommand> commands;
     commands.reserve(tags.size());
     for (const int tag : tags)
-        commands.push_back(accessTo(tag));
+        commands.push_back(GrowthProject::accessTo(GrowthProject::textOf(tag)));
     const double us = usOf([&] {
         for (size_t i = 0; i < commands.size(); ++i) {
             link->setStationId(GrowthProject::stationOf(tags[i]));
@@ -218,7 +205,8 @@ void measureSession(int size, Series *readTime, Series *memory)
     AnsweringLink link;
     DriverDMC50v3 driver;
     link.setStationId(GrowthProject::DefaultStation);
-    driver.read(&link, accessTo(0)); // builds the table and starts the polling thread
+    driver.read(&link, GrowthProject::accessTo(GrowthProject::textOf(
+                           0))); // builds the table and starts the polling thread
     const QList<CommunicatorCommand> commands = session(size);
     const double before = heapKilobytes();
     driver.setSessionCommand(commands);
@@ -270,12 +258,10 @@ int main(int argc, char **argv)
         group->print();
         figures[group->file] = group->toJson();
         if (parser.isSet("data") && !group->writeData(parser.value("data")))
-            return Failed;
+            return Measurement::Failed;
     }
     printf("\ntable / bare query, worst of the sizes: %.2f; goal %.2f or less: %s\n", ratio,
            TableGoal, ratio <= TableGoal ? "met" : "MISSED");
     figures["worst ratio of table to query"] = ratio;
-    if (!writeResults(parser.value("json"), "growth", figures))
-        return Failed;
-    return ratio <= TableGoal ? Ended : Missed;
+    return finish(ratio <= TableGoal, parser.value("json"), "growth", figures);
 }

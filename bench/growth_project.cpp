@@ -52,6 +52,15 @@ void fill(const QSqlDatabase &database, int tags)
 
 } // namespace
 
+CommunicatorCommand GrowthProject::accessTo(const QString &text)
+{
+    CommunicatorCommand command;
+    command.address = text;
+    command.dataType = CommunicatorCommand::DoubleWordType;
+    command.length = 1;
+    return command;
+}
+
 QString GrowthProject::databaseFile()
 {
     return QCoreApplication::applicationDirPath() + "/compile/database/database";

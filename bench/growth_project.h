@@ -8,6 +8,7 @@
 #include <QStringList>
 
 #include "driver/dmc50_share.h"
+#include "driver/drv_dev_setting.h"
 
 /// Tags of single double words at eight stations: NA and PA texts, with and without the prefix of a
 /// station. Those without are the default station's.
@@ -27,6 +28,8 @@ public:
     static QString textOf(int tag);
     /// The text as the project has it.
     static QString projectTextOf(int tag);
+    /// What the runtime hands to the driver for such a text.
+    static CommunicatorCommand accessTo(const QString &text);
 
     /// Writes the database of a project with so many tags in the place of the last one. Ends the
     /// program when it cannot.

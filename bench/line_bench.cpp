@@ -13,10 +13,11 @@
 #include <QCoreApplication>
 
 #include "bench/measurement.h"
-#include "bench/passing_link.h"
 #include "cpl/dmc50_polling_thread.h"
+#include "cpl/passing_link.h"
 #include "hmi/desktop/serial_link.h"
 #include "simulator/simulator.h"
+#include "tests/support/plain_link.h"
 
 namespace
 {
@@ -26,11 +27,6 @@ const int Baud = 38400;
 const int BitsPerByte = 11;
 const int DelayMs = 20;
 const double Goal = 1.01;
-
-const int Ended = 0;
-const int Missed = 1;
-const int WrongUsage = 2;
-const int Failed = 3;
 
 /// What is polled, and how many cycles are measured unless told otherwise.
 struct Load {
@@ -155,9 +151,7 @@ bool measure(const Load &load, int cycles, std::vector<double> *durations, doubl
         *error = QString::fromStdString(reason);
         return false;
     }
-    const DeviceSetting wiring(DeviceSetting::Rs485, "COM2", Baud, 8, DeviceSetting::OneStopBit,
-                               DeviceSetting::EvenParity);
-    SerialLink serial(QString::fromStdString(simulator.portName()), wiring,
+    SerialLink serial(QString::fromStdString(simulator.portName()), usualWiring(Baud),
                       DriverSetting(9000, 0, 1, DelayMs));
     if (!serial.open(error))
         return false;
@@ -222,7 +216,7 @@ int measureAll(int cycles, const QString &file)
     for (const Load &load : Loads) {
         const double ratio = measureAndPrint(load, cycles > 0 ? cycles : load.cycles, &rows);
         if (ratio < 0.0)
-            return Failed;
+            return Measurement::Failed;
         worst = std::max(worst, ratio);
     }
     printf("median cycle / limit, worst of the rows: %.4f; goal %.2f or less: %s\n", worst, Goal,
@@ -230,9 +224,7 @@ int measureAll(int cycles, const QString &file)
     QJsonObject figures;
     figures["rows"] = rows;
     figures["worst ratio"] = worst;
-    if (!writeResults(file, "line", figures))
-        return Failed;
-    return worst <= Goal ? Ended : Missed;
+    return finish(worst <= Goal, file, "line", figures);
 }
 
 } // namespace
@@ -250,6 +242,6 @@ int main(int argc, char **argv)
     parser.process(application);
     int cycles = 0;
     if (!readNumber(parser.value("cycles"), 0, 10000, "--cycles", &cycles))
-        return WrongUsage;
+        return Measurement::WrongUsage;
     return measureAll(cycles, parser.value("json"));
 }

@@ -76,18 +76,19 @@ void printMachine()
            description["load"].toDouble());
 }
 
-bool writeResults(const QString &file, const QString &name, QJsonObject figures)
+int finish(bool goal_met, const QString &file, const QString &name, QJsonObject figures)
 {
+    const int status = goal_met ? Measurement::GoalMet : Measurement::GoalMissed;
     if (file.isEmpty())
-        return true;
+        return status;
     figures["measurement"] = name;
     figures["machine"] = machine();
     const QByteArray text = QJsonDocument(figures).toJson();
     QFile output(file);
     if (output.open(QIODevice::WriteOnly) && output.write(text) == text.size() && output.flush())
-        return true;
+        return status;
     fprintf(stderr, "cannot write %s: %s\n", qPrintable(file), qPrintable(output.errorString()));
-    return false;
+    return Measurement::Failed;
 }
 
 bool readNumber(const QString &text, int least, int greatest, const char *option, int *number)

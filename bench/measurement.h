@@ -19,10 +19,17 @@ QJsonArray toJson(const std::vector<double> &values);
 /// machine is at the moment.
 void printMachine();
 
+/// How a measurement ends: the status of its program.
+namespace Measurement
+{
+enum { GoalMet = 0, GoalMissed = 1, WrongUsage = 2, Failed = 3 };
+}
+
 /// Writes the figures, with the measurement's name and the machine.
 /// \param file  where to; empty: nowhere, which is no failure
-/// \return false, after saying so on standard error: the file cannot be written
-bool writeResults(const QString &file, const QString &name, QJsonObject figures);
+/// \return the program's status; `Failed`, after saying so on standard error, when the file cannot
+///         be written
+int finish(bool goal_met, const QString &file, const QString &name, QJsonObject figures);
 
 /// A number that a command line gave.
 /// \return false, after saying so on standard error: it is no number from `least` to `greatest`

@@ -21,10 +21,6 @@ namespace
 {
 
 const double Goal = 1.0;
-const int Ended = 0;
-const int Missed = 1;
-const int WrongUsage = 2;
-const int Failed = 3;
 
 /// Of one exchange, in microseconds.
 struct Figures {
@@ -48,14 +44,14 @@ Child startChild(Body body)
     int ends[2];
     if (pipe(ends) != 0) {
         perror("pipe");
-        exit(Failed);
+        exit(Measurement::Failed);
     }
     fflush(nullptr);
     const pid_t pid = fork();
     if (pid == 0) {
         close(ends[0]);
         body(ends[1]);
-        _exit(Failed);
+        _exit(Measurement::Failed);
     }
     close(ends[1]);
     const Child child = {pid, ends[0]};
@@ -92,9 +88,10 @@ void runMaster(const PeerSide &side, const std::string &port, const ExchangePlan
     const std::string error = side.exchange(port, plan, &cost);
     if (!error.empty()) {
         fprintf(stderr, "%s: %s\n", side.name, error.c_str());
-        _exit(Failed);
+        _exit(Measurement::Failed);
     }
-    _exit(write(result, &cost, sizeof cost) == sizeof cost ? Ended : Failed);
+    _exit(write(result, &cost, sizeof cost) == sizeof cost ? Measurement::GoalMet
+                                                           : Measurement::Failed);
 }
 
 /// One master and one responder from beginning to end.
@@ -212,7 +209,7 @@ int compare(int pairs, const ExchangePlan &plan, const QString &file)
     std::vector<Figures> ours;
     std::vector<Figures> theirs;
     if (!runPairs(pairs, plan, &ours, &theirs))
-        return Failed;
+        return Measurement::Failed;
     QJsonObject figures;
     figures["exchanges"] = plan.exchanges;
     figures["pause ms"] = plan.pauseMs;
@@ -225,9 +222,7 @@ int compare(int pairs, const ExchangePlan &plan, const QString &file)
            ratio, wallRatio, Goal, ratio <= Goal ? "met" : "MISSED");
     figures["processor ratio"] = ratio;
     figures["wall ratio"] = wallRatio;
-    if (!writeResults(file, "peer", figures))
-        return Failed;
-    return ratio <= Goal ? Ended : Missed;
+    return finish(ratio <= Goal, file, "peer", figures);
 }
 
 /// One run of one side.
@@ -238,12 +233,12 @@ int runAlone(const QString &name, const ExchangePlan &plan)
         if (name != side->name)
             continue;
         if (!run(*side, plan, &figures))
-            return Failed;
+            return Measurement::Failed;
         printRow(side->name, figures);
-        return Ended;
+        return Measurement::GoalMet;
     }
     fprintf(stderr, "--side takes %s or %s\n", DriverSide.name, ModbusSide.name);
-    return WrongUsage;
+    return Measurement::WrongUsage;
 }
 
 } // namespace
@@ -264,7 +259,7 @@ int main(int argc, char **argv)
     if (!readNumber(parser.value("pairs"), 1, 1000, "--pairs", &pairs) ||
         !readNumber(parser.value("exchanges"), 1, 10000000, "--exchanges", &plan.exchanges) ||
         !readNumber(parser.value("pause-ms"), 0, 1000, "--pause-ms", &plan.pauseMs))
-        return WrongUsage;
+        return Measurement::WrongUsage;
     plan.warmUp = plan.exchanges / 10;
     if (parser.isSet("side"))
         return runAlone(parser.value("side"), plan);

@@ -8,11 +8,12 @@
 
 #include <unistd.h>
 
-#include "bench/passing_link.h"
 #include "common/clock.h"
 #include "cpl/dmc50_polling_thread.h"
+#include "cpl/passing_link.h"
 #include "hmi/desktop/serial_link.h"
 #include "simulator/simulator.h"
+#include "tests/support/plain_link.h"
 
 namespace
 {
@@ -127,9 +128,7 @@ bool holdsTheValues(PollingThread *polling)
 
 std::string exchange(const std::string &port, const ExchangePlan &plan, ExchangeCost *cost)
 {
-    const DeviceSetting wiring(DeviceSetting::Rs485, "COM2", Baud, 8, DeviceSetting::OneStopBit,
-                               DeviceSetting::EvenParity);
-    SerialLink serial(QString::fromStdString(port), wiring,
+    SerialLink serial(QString::fromStdString(port), usualWiring(Baud),
                       DriverSetting(TimeoutMs, 0, Station, 0));
     QString error;
     if (!serial.open(&error))

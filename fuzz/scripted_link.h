@@ -7,18 +7,12 @@
 #include <cstddef>
 #include <cstring>
 
-#include "driver/drv_dev_setting.h"
-#include "hmi/abstractdeviceinterface.h"
+#include "tests/support/plain_link.h"
 
-class ScriptedLink : public AbstractDeviceInterface
+class ScriptedLink : public PlainLink
 {
 public:
-    ScriptedLink()
-        : m_next(nullptr), m_left(0), m_piece(1),
-          m_setting(DeviceSetting::Rs485, QString::fromLatin1("COM2"), 38400, 8,
-                    DeviceSetting::OneStopBit, DeviceSetting::EvenParity)
-    {
-    }
+    ScriptedLink() : m_next(nullptr), m_left(0), m_piece(1) {}
 
     /// \param bytes  what comes in; not owned
     /// \param piece  most bytes that come at once
@@ -38,19 +32,10 @@ public:
         return static_cast<int>(count);
     }
 
-    int writeData(const char *, int size) override { return size; }
-    const DeviceSetting *deviceSetting() override { return &m_setting; }
-    QVariant control(int, const QVariant &) override { return QVariant(); }
-    int timeout() override { return 3000; }
-    int retry() override { return 0; }
-    int stationId() override { return 1; }
-    int delay() override { return 0; }
-
 private:
     const char *m_next;
     size_t m_left;
     size_t m_piece;
-    const DeviceSetting m_setting;
 };
 
 #endif // FUZZ_SCRIPTED_LINK_H

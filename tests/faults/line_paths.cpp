@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "cpl/dmc50_polling_thread.h"
+#include "cpl/passing_link.h"
 #include "hmi/desktop/serial_link.h"
 
 namespace
@@ -18,11 +19,11 @@ const int Words = 60; // two frames
 const int TimeoutMs = 200;
 
 /// Passes everything on and stops the thread behind a number of requests, or on a quiet line.
-class EndingLink : public AbstractDeviceInterface, public Clock
+class EndingLink : public PassingLink, public Clock
 {
 public:
     EndingLink(AbstractDeviceInterface *link, int requests)
-        : m_link(link), m_thread(nullptr), m_left(requests)
+        : PassingLink(link), m_thread(nullptr), m_left(requests)
     {
     }
 
@@ -32,19 +33,8 @@ public:
     {
         if (--m_left <= 0)
             m_thread->stop();
-        return m_link->writeData(data, size);
+        return PassingLink::writeData(data, size);
     }
-
-    int readData(char *buffer, int max_size) override { return m_link->readData(buffer, max_size); }
-    QVariant control(int code, const QVariant &argument) override
-    {
-        return m_link->control(code, argument);
-    }
-    const DeviceSetting *deviceSetting() override { return m_link->deviceSetting(); }
-    int timeout() override { return m_link->timeout(); }
-    int retry() override { return m_link->retry(); }
-    int stationId() override { return m_link->stationId(); }
-    int delay() override { return m_link->delay(); }
 
     qint64 msecsSinceBoot() override { return Clock::system()->msecsSinceBoot(); }
 
@@ -56,7 +46,6 @@ public:
     }
 
 private:
-    AbstractDeviceInterface *m_link;
     PollingThread *m_thread;
     int m_left;
     int m_sleeps_left = 20;

@@ -10,16 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "driver/drv_dev_setting.h"
-#include "hmi/abstractdeviceinterface.h"
+#include "tests/support/plain_link.h"
 
 class FakeLink : public AbstractDeviceInterface
 {
 public:
     FakeLink()
         : timeoutMs(3000), retries(0), station(1), delayMs(10), chunk(4096), nothing(0),
-          setting(DeviceSetting::Rs485, QString::fromLatin1("COM2"), 38400, 8,
-                  DeviceSetting::OneStopBit, DeviceSetting::EvenParity)
+          setting(usualWiring())
     {
     }
 

@@ -1,11 +1,11 @@
-// A link in front of another one, for measurements to look at what goes through.
+// A link in front of another one, to look at what goes through or to change some of it.
 
-#ifndef BENCH_PASSING_LINK_H
-#define BENCH_PASSING_LINK_H
+#ifndef CPL_PASSING_LINK_H
+#define CPL_PASSING_LINK_H
 
 #include "hmi/abstractdeviceinterface.h"
 
-/// Passes everything on.
+/// Passes everything on. Threads: as the link behind.
 class PassingLink : public AbstractDeviceInterface
 {
 public:
@@ -24,8 +24,12 @@ public:
     int stationId() override { return m_link->stationId(); }
     int delay() override { return m_link->delay(); }
 
+protected:
+    /// Replaces the link behind.
+    void setLink(AbstractDeviceInterface *link) { m_link = link; }
+
 private:
-    AbstractDeviceInterface *const m_link;
+    AbstractDeviceInterface *m_link;
 };
 
-#endif // BENCH_PASSING_LINK_H
+#endif // CPL_PASSING_LINK_H
