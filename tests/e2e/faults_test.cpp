@@ -46,17 +46,6 @@ protected:
         }
     }
 
-    bool allRead(int station, quint32 generation)
-    {
-        for (quint32 word = PluggedIn::FirstWord; word <= PluggedIn::LastWord; ++word) {
-            quint32 value = 0;
-            if (!line.read(station, word, &value) ||
-                value != PluggedIn::value(station, word, generation))
-                return false;
-        }
-        return true;
-    }
-
     void makeFaulty() { line.addFault(std::string(GetParam().fault) + ":station=2"); }
 
     /// Waits for one of the case's reasons; notes whatever else is said meanwhile.
@@ -105,25 +94,26 @@ std::string nameOf(const testing::TestParamInfo<FaultCase> &info)
 TEST_P(ReadFault, IsNamedHarmsNoValueAndHeals)
 {
     line.announceAll();
-    ASSERT_TRUE(comesTrue([this] { return allRead(1, 0) && allRead(2, 0); }));
+    ASSERT_TRUE(comesTrue([this] { return line.allRead(1, 0) && line.allRead(2, 0); }));
 
     makeFaulty();
     line.setGeneration(2, 1);
     expectReason("read station id#2 start address 00005000:");
     expectOnlyTrueValues(2, {0, 1});
     line.setGeneration(1, 2);
-    EXPECT_TRUE(comesTrue([this] { return allRead(1, 2); })) << "the sound station stands still";
+    EXPECT_TRUE(comesTrue([this] { return line.allRead(1, 2); }))
+        << "the sound station stands still";
     expectOnlyTrueValues(2, {0, 1});
 
     line.simulator().clearFaults();
-    EXPECT_TRUE(comesTrue([this] { return allRead(2, 1); })) << "no recovery";
+    EXPECT_TRUE(comesTrue([this] { return line.allRead(2, 1); })) << "no recovery";
     EXPECT_TRUE(comesTrue([this] { return currentError().empty(); }));
 }
 
 TEST_P(WriteFault, IsNamedAndALaterWriteArrives)
 {
     line.announce(PluggedIn::SoundStation);
-    ASSERT_TRUE(comesTrue([this] { return allRead(1, 0); }));
+    ASSERT_TRUE(comesTrue([this] { return line.allRead(1, 0); }));
 
     makeFaulty();
     ASSERT_EQ(1, line.write(2, PluggedIn::FirstWord, 2));

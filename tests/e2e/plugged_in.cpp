@@ -146,6 +146,16 @@ bool PluggedIn::read(int station, quint32 address, quint32 *value)
     return true;
 }
 
+bool PluggedIn::allRead(int station, quint32 generation)
+{
+    for (quint32 word = FirstWord; word <= LastWord; ++word) {
+        quint32 read_value = 0;
+        if (!read(station, word, &read_value) || read_value != value(station, word, generation))
+            return false;
+    }
+    return true;
+}
+
 int PluggedIn::readTag(const QString &name)
 {
     m_serial->setStationId(SoundStation);

@@ -46,6 +46,9 @@ public:
     bool read(int station, quint32 address, quint32 *value);
     int write(int station, quint32 address, quint32 value);
 
+    /// Reads all words of a station. \return whether each has its value in the generation
+    bool allRead(int station, quint32 generation);
+
     /// Read and write a tag of the driver's own. \return its first four bytes as a number, -1 for
     /// nothing
     int readTag(const QString &name);

@@ -47,15 +47,8 @@ class ReliabilityPluggedIn : public testing::Test
 protected:
     bool allRead(quint32 generation)
     {
-        for (const int station : {int(PluggedIn::SoundStation), int(PluggedIn::FaultyStation)}) {
-            for (quint32 word = PluggedIn::FirstWord; word <= PluggedIn::LastWord; ++word) {
-                quint32 value = 0;
-                if (!line.read(station, word, &value) ||
-                    value != PluggedIn::value(station, word, generation))
-                    return false;
-            }
-        }
-        return true;
+        return line.allRead(PluggedIn::SoundStation, generation) &&
+               line.allRead(PluggedIn::FaultyStation, generation);
     }
 
     void setGeneration(quint32 generation)
