@@ -2,7 +2,6 @@
 
 #include "tests/support/private_mounts.h"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -141,11 +140,3 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<Storage> &test) { return test.param.name; });
 
 } // namespace
-
-int main(int argc, char **argv)
-{
-    enterPrivateMounts(argv);
-    testing::InitGoogleTest(&argc, argv);
-    const QCoreApplication application(argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -2,7 +2,6 @@
 
 #include "tests/support/private_mounts.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -209,11 +208,3 @@ TEST_F(TransferProgram, EndsAlsoWhenTheSecondFileComesLate)
 }
 
 } // namespace
-
-int main(int argc, char **argv)
-{
-    enterPrivateMounts(argv);
-    testing::InitGoogleTest(&argc, argv);
-    const QCoreApplication application(argc, argv);
-    return RUN_ALL_TESTS();
-}
