@@ -145,8 +145,10 @@ void takeLine(const std::string &line, DeviceModel *models, Announcements &expec
 
 void run(TerminalStorage &storage, Announcements &announced, const std::string &samples)
 {
-    for (const KnownDevice &known : KnownDevices)
-        storage.add(known.type, QLatin1String(known.node), QLatin1String(known.node));
+    for (Device *const device : storage.devices()) {
+        device->ioCounter = 0;
+        device->inIO = false;
+    }
     DeviceModel models[DeviceCount] = {};
     for (size_t start = 0; start < samples.size();) {
         const std::string sample = samples.substr(start, samples.find('\0', start) - start);
@@ -162,7 +164,12 @@ void run(TerminalStorage &storage, Announcements &announced, const std::string &
         EXPECT(storage.devices()[i]->ioCounter == models[i].counter);
         EXPECT(storage.devices()[i]->inIO == models[i].busy);
     }
-    storage.platform().testRemove();
+}
+
+void addDevices(TerminalStorage &storage)
+{
+    for (const KnownDevice &known : KnownDevices)
+        storage.add(known.type, QLatin1String(known.node), QLatin1String(known.node));
 }
 
 } // namespace
@@ -178,6 +185,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                              announced.push_back({type, busy});
                          });
     EXPECT(connection);
+    if (storage.devices().empty())
+        addDevices(storage);
     run(storage, announced, std::string(reinterpret_cast<const char *>(data), size));
     return 0;
 }

@@ -3,6 +3,7 @@
 //
 // An input is the text.
 
+#include <algorithm>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -22,60 +23,55 @@ const int Mounted = 2; ///< state of every device
 
 /// A line read a second time.
 struct Mount {
-    std::string node;
-    std::string on;
-    std::string path;
+    QString node;
+    QString path;
+    bool on;
 };
 
-typedef std::vector<std::string> Texts;
-
-Texts split(const std::string &text, char separator)
+QString decoded(const std::string &name)
 {
-    Texts parts;
-    size_t start = 0;
-    for (size_t end = text.find(separator); end != std::string::npos;
-         end = text.find(separator, start)) {
-        parts.push_back(text.substr(start, end - start));
-        start = end + 1;
+    return QFile::decodeName(QByteArray(name.data(), static_cast<int>(name.size())));
+}
+
+/// The runs of characters between blanks.
+std::vector<std::string> fieldsIn(const std::string &line)
+{
+    std::vector<std::string> fields;
+    size_t start = line.find_first_not_of(' ');
+    while (start != std::string::npos) {
+        const size_t end = std::min(line.find(' ', start), line.size());
+        fields.push_back(line.substr(start, end - start));
+        start = line.find_first_not_of(' ', end);
     }
-    parts.push_back(text.substr(start));
-    return parts;
+    return fields;
 }
 
 /// False for a line without a mount point, and for one whose mount point has blanks: then the word
 /// "type" stands too far behind.
 bool readLine(const std::string &line, Mount &mount)
 {
-    Texts fields;
-    for (const std::string &part : split(line, ' ')) {
-        if (!part.empty())
-            fields.push_back(part);
-    }
+    const std::vector<std::string> fields = fieldsIn(line);
     if (fields.size() < 3)
         return false;
     size_t type = 0;
     while (type < fields.size() && fields[type] != "type")
         ++type;
-    mount = {fields[0], fields[1], fields[2]};
+    mount = {decoded(fields[0]), decoded(fields[2]), fields[1] == "on"};
     return type == fields.size() || type <= 3;
 }
 
 std::vector<Mount> mountsIn(const std::string &output)
 {
     std::vector<Mount> mounts;
-    Texts lines = split(output, '\n');
-    lines.pop_back(); // what no line feed ends was cut off
-    for (const std::string &line : lines) {
+    size_t start = 0;
+    // What no line feed ends was cut off.
+    for (size_t end = output.find('\n'); end != std::string::npos; end = output.find('\n', start)) {
         Mount mount;
-        if (readLine(line, mount))
+        if (readLine(output.substr(start, end - start), mount))
             mounts.push_back(mount);
+        start = end + 1;
     }
     return mounts;
-}
-
-QString decoded(const std::string &name)
-{
-    return QFile::decodeName(QByteArray(name.data(), static_cast<int>(name.size())));
 }
 
 DeviceType kindOf(const QString &name)
@@ -91,9 +87,8 @@ std::vector<Mount> volumesOf(const std::vector<Mount> &mounts, bool onlyOn)
     std::vector<Mount> volumes;
     std::set<QString> paths;
     for (const Mount &mount : mounts) {
-        const bool counts =
-            kindOf(decoded(mount.node)) != DeviceUnknown && (!onlyOn || mount.on == "on");
-        if (counts && paths.insert(decoded(mount.path)).second)
+        const bool counts = kindOf(mount.node) != DeviceUnknown && (!onlyOn || mount.on);
+        if (counts && paths.insert(mount.path).second)
             volumes.push_back(mount);
     }
     return volumes;
@@ -120,8 +115,8 @@ void expectDevices(const TerminalStorage &storage, const std::vector<Mount> &vol
     EXPECT(storage.devices().size() == volumes.size());
     for (size_t i = 0; i < volumes.size(); ++i) {
         const Device &device = *storage.devices()[i];
-        EXPECT(device.devNode == decoded(volumes[i].node));
-        EXPECT(device.mountPath == decoded(volumes[i].path));
+        EXPECT(device.devNode == volumes[i].node);
+        EXPECT(device.mountPath == volumes[i].path);
         EXPECT(device.type == kindOf(byPath ? device.mountPath : device.devNode));
         EXPECT(device.state == Mounted && device.ioCounter == 0 && !device.inIO);
     }
@@ -160,7 +155,7 @@ void expectLaterScans(TerminalStorage &storage, Announcements &announced,
         EXPECT(announced.kinds.size() == volumes.size());
     }
     for (size_t i = 0; i < volumes.size(); ++i)
-        EXPECT(announced.kinds[i] == kindOf(decoded(volumes[i].path)));
+        EXPECT(announced.kinds[i] == kindOf(volumes[i].path));
     expectAnswers(storage, DeviceUsb);
     expectAnswers(storage, DeviceSdCard);
     EXPECT(storage.platform().getMount(DeviceUnknown).isEmpty());
@@ -172,8 +167,8 @@ void expectOnDesktop(const QByteArray &output, const std::vector<Mount> &mounts)
 {
     QMap<QString, QString> volumes;
     for (const Mount &mount : mounts) {
-        if (mount.path.compare(0, 10, "/media/usb") == 0)
-            volumes[decoded(mount.path)] = decoded(mount.node);
+        if (mount.path.startsWith(QLatin1String("/media/usb")))
+            volumes[mount.path] = mount.node;
     }
     EXPECT(desktopVolumes(output) == volumes);
 }

@@ -44,10 +44,9 @@ const uchar DefaultStation = 1;
 /// The value of a digit, -1 for all else.
 int digit(char c)
 {
-    const std::string digits = "0123456789abcdef";
-    const char lower = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
-    const size_t found = digits.find(lower);
-    return c != '\0' && found != std::string::npos ? static_cast<int>(found) : -1;
+    const char upper = c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c;
+    const char *const found = std::strchr(HexDigits, upper);
+    return c != '\0' && found != nullptr ? static_cast<int>(found - HexDigits) : -1;
 }
 
 /// False when not all of `count` characters are digits.
