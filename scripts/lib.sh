@@ -8,8 +8,10 @@ build_packages=(g++ cmake ninja-build qtbase5-dev libqt5sql5-sqlite libboost-dev
 test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev umockdev libumockdev-dev
     fonts-dejavu-core fonts-wqy-microhei mount util-linux valgrind)
 # shellcheck disable=SC2034
-lint_packages=("${test_packages[@]}" libbenchmark-dev libmodbus-dev libsqlite3-dev clang-format
-    clang-tidy git shellcheck)
+format_packages=(clang-format git shellcheck)
+# shellcheck disable=SC2034
+lint_packages=("${test_packages[@]}" "${format_packages[@]}" libbenchmark-dev libmodbus-dev
+    libsqlite3-dev clang-tidy)
 # shellcheck disable=SC2034
 fuzz_packages=("${build_packages[@]}" clang libclang-rt-14-dev libsqlite3-dev)
 # shellcheck disable=SC2034
