@@ -217,6 +217,7 @@ TEST_F(X86Test, KeepsWhatItKnowsWhenMountFails)
         EXPECT_THAT(scan(), IsEmpty()) << script;
         EXPECT_EQ("/media/usb0", mountOf(DeviceUsb)) << script;
     }
+    x86.setCommandLimit(PlatformInterface::CommandLimitMs);
     letMountPrint("");
     EXPECT_THAT(scan(), ElementsAre("mounted 1 0 false"));
 }
