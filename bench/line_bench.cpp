@@ -13,18 +13,14 @@
 #include <QCoreApplication>
 
 #include "bench/measurement.h"
+#include "bench/paced_line.h"
 #include "cpl/dmc50_polling_thread.h"
 #include "cpl/passing_link.h"
-#include "hmi/desktop/serial_link.h"
-#include "simulator/simulator.h"
-#include "tests/support/plain_link.h"
 
 namespace
 {
 
 const ulong FirstAddress = 0x1000;
-const int Baud = 38400;
-const int BitsPerByte = 11;
 const int DelayMs = 20;
 const double Goal = 1.01;
 
@@ -140,22 +136,10 @@ AddressVectorMap table(const Load &load)
 bool measure(const Load &load, int cycles, std::vector<double> *durations, double *bytes,
              QString *error)
 {
-    SimulatorOptions options;
-    options.stations.clear();
-    for (int station = 1; station <= load.stations; ++station)
-        options.stations.push_back(station);
-    options.baud = Baud;
-    Simulator simulator(options);
-    std::string reason;
-    if (!simulator.start(&reason)) {
-        *error = QString::fromStdString(reason);
+    PacedLine line;
+    if (!line.start(load.stations, DelayMs, error))
         return false;
-    }
-    SerialLink serial(QString::fromStdString(simulator.portName()), usualWiring(Baud),
-                      DriverSetting(9000, 0, 1, DelayMs));
-    if (!serial.open(error))
-        return false;
-    CycleMeter meter(&serial, load.framesPerCycle());
+    CycleMeter meter(line.link(), load.framesPerCycle());
     const AddressVectorMap valid = table(load);
     PollingThread polling(&meter, &valid, 1);
     polling.setSessionCommand(session(load));
@@ -172,7 +156,7 @@ bool measure(const Load &load, int cycles, std::vector<double> *durations, doubl
 /// Milliseconds that the line itself needs: its bytes, and the pauses that the link asks for.
 double limitMs(const Load &load, double bytes)
 {
-    return bytes * BitsPerByte * 1000.0 / Baud + DelayMs * load.framesPerCycle();
+    return PacedLine::msOf(bytes) + DelayMs * load.framesPerCycle();
 }
 
 /// Prints a load's row.
@@ -207,8 +191,8 @@ double measureAndPrint(const Load &load, int cycles, QJsonArray *rows)
 int measureAll(int cycles, const QString &file)
 {
     printMachine();
-    printf("%d baud, %d bits a byte, pause of %d ms before each frame; ms\n", Baud, BitsPerByte,
-           DelayMs);
+    printf("%d baud, %d bits a byte, pause of %d ms before each frame; ms\n", PacedLine::Baud,
+           PacedLine::BitsPerByte, DelayMs);
     printf("%8s %9s %7s %9s %10s %7s %10s %10s %10s %8s\n", "stations", "addresses", "frames",
            "bytes", "limit", "cycles", "least", "median", "worst", "ratio");
     QJsonArray rows;

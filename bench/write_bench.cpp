@@ -16,19 +16,15 @@
 
 #include "bench/growth_project.h"
 #include "bench/measurement.h"
+#include "bench/paced_line.h"
 #include "cpl/dmc50_cpl.h"
 #include "cpl/passing_link.h"
 #include "driver/dmc50v3.h"
-#include "hmi/desktop/serial_link.h"
-#include "simulator/simulator.h"
-#include "tests/support/plain_link.h"
 
 namespace
 {
 
 const int PolledTags = 5000;
-const int Baud = 38400;
-const int BitsPerByte = 11;
 const int FullFrameBytes = 417 + 413; ///< 50 addresses there, their values back
 const double SlackMs = 5.0;
 
@@ -90,7 +86,7 @@ private:
 /// Milliseconds of one exchange of 50 values, the pause before it included.
 double exchangeMs(int delayMs)
 {
-    return FullFrameBytes * BitsPerByte * 1000.0 / Baud + delayMs;
+    return PacedLine::msOf(FullFrameBytes) + delayMs;
 }
 
 /// Writes tags at random moments of the exchange that is under way.
@@ -116,29 +112,17 @@ std::vector<double> waitsOf(int writes, int delayMs, DriverDMC50v3 *driver, Writ
 /// One driver on a line of eight stations.
 bool measure(int writes, int delayMs, std::vector<double> *waits, QString *error)
 {
-    SimulatorOptions options;
-    options.stations.clear();
-    for (int station = 1; station <= GrowthProject::Stations; ++station)
-        options.stations.push_back(station);
-    options.baud = Baud;
-    Simulator simulator(options);
-    std::string reason;
-    if (!simulator.start(&reason)) {
-        *error = QString::fromStdString(reason);
+    PacedLine line;
+    if (!line.start(GrowthProject::Stations, delayMs, error))
         return false;
-    }
-    SerialLink serial(QString::fromStdString(simulator.portName()), usualWiring(Baud),
-                      DriverSetting(9000, 0, GrowthProject::DefaultStation, delayMs));
-    if (!serial.open(error))
-        return false;
-    WriteWatch watch(&serial);
+    WriteWatch watch(line.link());
     QList<CommunicatorCommand> session;
     for (int tag = 0; tag < PolledTags; ++tag)
         session << GrowthProject::accessTo(GrowthProject::projectTextOf(tag));
     DriverDMC50v3 driver;
     driver.setSessionCommand(session);
-    driver.read(&watch,
-                GrowthProject::accessTo(GrowthProject::textOf(0))); // starts the polling thread
+    // Starts the polling thread.
+    driver.read(&watch, GrowthProject::accessTo(GrowthProject::textOf(0)));
     watch.waitForReads(3);
     *waits = waitsOf(writes, delayMs, &driver, &watch);
     *error = driver.hasError() ? driver.getLastError() : QString();
@@ -154,7 +138,7 @@ int report(std::vector<double> waits, int delayMs, const QString &file)
     const double bound = exchange + delayMs + SlackMs;
     const double worst = waits.back();
     printf("one exchange: pause of %d ms and %d bytes at %d baud, %.1f ms\n", delayMs,
-           FullFrameBytes, Baud, exchange);
+           FullFrameBytes, PacedLine::Baud, exchange);
     printf("%zu writes; ms from write to the frame on the line: median %.1f, 99 %% %.1f, worst "
            "%.1f\n",
            waits.size(), median(waits), waits[waits.size() * 99 / 100], worst);
