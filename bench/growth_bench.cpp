@@ -49,7 +49,8 @@ double threadUs()
 /// Memory that the program has asked for and not given back.
 double heapKilobytes()
 {
-    return static_cast<double>(mallinfo2().uordblks) / BytesPerKilobyte;
+    const struct mallinfo2 heap = mallinfo2();
+    return static_cast<double>(heap.uordblks + heap.hblkhd) / BytesPerKilobyte;
 }
 
 template <typename Action>
@@ -63,23 +64,37 @@ double usOf(Action action)
 /// How often a measurement is repeated, so that small sizes are not left to chance.
 int repetitions(int size)
 {
-    return std::max(7, 20000 / size);
+    return std::max(15, 20000 / size);
 }
 
 // ---- The project -------------------------------------------------------------------------------
 
+typedef void (*Fetch)(sqlite3_stmt *statement);
+
+/// As Qt takes a text, and so the driver.
+void fetchUtf16(sqlite3_stmt *statement)
+{
+    sqlite3_column_text16(statement, 0);
+}
+
+/// As it lies in the file.
+void fetchUtf8(sqlite3_stmt *statement)
+{
+    sqlite3_column_text(statement, 0);
+}
+
 /// The query alone, by SQLite's own interface: every row's text is fetched, nothing is done with
 /// it.
-double bareQueryUs()
+double bareQueryUs(Fetch fetch)
 {
     sqlite3 *database = nullptr;
     sqlite3_open_v2(qPrintable(GrowthProject::databaseFile()), &database, SQLITE_OPEN_READONLY,
                     nullptr);
-    const double us = usOf([database] {
+    const double us = usOf([database, fetch] {
         sqlite3_stmt *statement = nullptr;
         sqlite3_prepare_v2(database, Query, -1, &statement, nullptr);
         while (sqlite3_step(statement) == SQLITE_ROW)
-            sqlite3_column_text16(statement, 0);
+            fetch(statement);
         sqlite3_finalize(statement);
     });
     sqlite3_close(database);
@@ -111,30 +126,34 @@ double tableKilobytes()
 }
 
 /// \return the worst ratio of table to query
-double measureProjects(SeriesGroup *times, SeriesGroup *memory)
+/// \return the worst ratio of table to query
+double measureProjects(SeriesGroup *times, SeriesGroup *ratios, SeriesGroup *memory)
 {
     Series table("table");
     Series query("bare query");
+    Series utf8Query("bare query, UTF-8");
     Series kept("table");
-    double worst = 0.0;
+    Series ratio("table / bare query");
     for (const int size : ProjectSizes) {
         GrowthProject::write(size);
         std::vector<double> tables;
         std::vector<double> queries;
-        std::vector<double> ratios;
+        std::vector<double> utf8Queries;
         for (int i = 0; i < repetitions(size); ++i) {
-            queries.push_back(bareQueryUs());
+            queries.push_back(bareQueryUs(fetchUtf16));
+            utf8Queries.push_back(bareQueryUs(fetchUtf8));
             tables.push_back(tableUs());
-            ratios.push_back(tables.back() / queries.back());
         }
         table.add(size, median(tables) / 1000.0);
         query.add(size, median(queries) / 1000.0);
+        utf8Query.add(size, median(utf8Queries) / 1000.0);
         kept.add(size, tableKilobytes());
-        worst = std::max(worst, median(ratios));
+        ratio.add(size, median(tables) / median(queries));
     }
-    times->series = {table, query};
+    times->series = {table, query, utf8Query};
     memory->series = {kept};
-    return worst;
+    ratios->series = {ratio};
+    return *std::max_element(ratio.values.begin(), ratio.values.end());
 }
 
 // ---- The session -------------------------------------------------------------------------------
@@ -240,6 +259,7 @@ int main(int argc, char **argv)
 
     SeriesGroup table = {
         "growth-table", "tags of the project", "ms of processor time to build the table", {}};
+    SeriesGroup ratios = {"growth-ratio", "tags of the project", "ratio", {}};
     SeriesGroup project = {
         "growth-project-memory", "tags of the project", "kB kept for the table", {}};
     SeriesGroup takeOver = {
@@ -249,12 +269,12 @@ int main(int argc, char **argv)
     SeriesGroup kept = {
         "growth-session-memory", "tags of the session", "kB kept for the session", {}};
     printMachine();
-    const double ratio = measureProjects(&table, &project);
+    const double ratio = measureProjects(&table, &ratios, &project);
     measureSessions(&takeOver, &reading, &kept);
     GrowthProject::remove();
 
     QJsonObject figures;
-    for (const SeriesGroup *group : {&table, &project, &takeOver, &reading, &kept}) {
+    for (const SeriesGroup *group : {&table, &ratios, &project, &takeOver, &reading, &kept}) {
         group->print();
         figures[group->file] = group->toJson();
         if (parser.isSet("data") && !group->writeData(parser.value("data")))

@@ -135,17 +135,17 @@ int report(std::vector<double> waits, int delayMs, const QString &file)
 {
     std::sort(waits.begin(), waits.end());
     const double exchange = exchangeMs(delayMs);
-    const double bound = exchange + delayMs + SlackMs;
+    const double bound = exchange + SlackMs;
     const double worst = waits.back();
     printf("one exchange: pause of %d ms and %d bytes at %d baud, %.1f ms\n", delayMs,
            FullFrameBytes, PacedLine::Baud, exchange);
     printf("%zu writes; ms from write to the frame on the line: median %.1f, 99 %% %.1f, worst "
            "%.1f\n",
            waits.size(), median(waits), waits[waits.size() * 99 / 100], worst);
-    printf("worst - one exchange: %.1f ms; without the pause before the write's own frame: %.1f "
-           "ms; goal %.0f or less: %s\n",
-           worst - exchange, worst - exchange - delayMs, SlackMs,
+    printf("worst - one exchange: %.1f ms; goal %.0f or less: %s\n", worst - exchange, SlackMs,
            worst <= bound ? "met" : "MISSED");
+    printf("without the pause of %d ms before the write's own frame: %.1f ms\n", delayMs,
+           worst - exchange - delayMs);
     QJsonObject figures;
     figures["exchange ms"] = exchange;
     figures["pause ms"] = delayMs;
