@@ -1,8 +1,8 @@
 // Replies of the line: what the polling thread accepts has the right checksum, station and end
 // code, what it refuses has the documented text, and the values are those that stand in the reply.
 //
-// An input is the station asked, the number of addresses asked, the size of the pieces in which the
-// reply arrives, and the reply.
+// An input is the station asked, the number and order of the addresses asked, the size of the
+// pieces in which the reply arrives, and the reply.
 
 #include <algorithm>
 #include <cstdint>
@@ -10,7 +10,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <QString>
 
@@ -38,6 +37,13 @@ const size_t Tail = 5;         ///< with ETX
 const char HexDigits[] = "0123456789ABCDEF";
 
 const uchar DefaultStation = 1;
+
+/// Of the addresses asked. Those that are polled ascend; reads on demand ask in any order, and some
+/// more than once. The count's byte divided by the largest count; what is left are a few ascending.
+enum Order { Ascending, Descending, Scattered, Twice, OverAndOver };
+
+const size_t Scatter = 37; ///< has no divisor in common with the largest count
+const size_t Period = 7;
 
 // ---- A second reading of replies ---------------------------------------------------------------
 
@@ -152,19 +158,47 @@ void expectVerdict(PollingThread &thread, bool good, const char *format, uchar s
     EXPECT(thread.getLastError() == QString::fromLatin1(prefix) + fault.c_str());
 }
 
-void expectValues(PollingThread &thread, uchar station, const std::string &reply, size_t count)
+/// Number of the i-th of `count` addresses, behind the start address; below `count` except for
+/// scattered ones.
+size_t placeOf(size_t i, size_t count, int order)
 {
-    std::vector<ulong> addresses;
-    for (size_t i = 0; i < count; ++i)
-        addresses.push_back(StartAddress + i);
-    thread.clearDataCacheMap();
-    thread.readRspToDataCacheMap(station, addresses.data(), static_cast<int>(count));
+    switch (order) {
+    case Descending:
+        return count - 1 - i;
+    case Scattered:
+        return i * Scatter % Cpl::MaxReadAddresses;
+    case Twice:
+        return i / 2;
+    case OverAndOver:
+        return i % Period;
+    default:
+        return i;
+    }
+}
+
+/// Of several values for one address the last one counts.
+void expectValues(PollingThread &thread, uchar station, const std::string &reply, size_t count,
+                  int order)
+{
+    bool there[Cpl::MaxReadAddresses] = {};
+    ulong values[Cpl::MaxReadAddresses] = {};
+    ulong addresses[Cpl::MaxReadAddresses];
     for (size_t i = 0; i < count; ++i) {
+        const size_t place = placeOf(i, count, order);
+        addresses[i] = StartAddress + place;
         ulong value = 0;
+        if (!valueIn(reply, i, value))
+            continue;
+        there[place] = true;
+        values[place] = value;
+    }
+    thread.clearDataCacheMap();
+    thread.readRspToDataCacheMap(station, addresses, static_cast<int>(count));
+    for (size_t place = 0; place < Cpl::MaxReadAddresses; ++place) {
         ulong cached = 0;
-        const bool there = valueIn(reply, i, value);
-        EXPECT(thread.getDWordFromDataCacheMap(station, addresses[i], cached) == there);
-        EXPECT(cached == value || !there);
+        EXPECT(thread.getDWordFromDataCacheMap(station, StartAddress + place, cached) ==
+               there[place]);
+        EXPECT(cached == values[place] || !there[place]);
     }
 }
 
@@ -226,6 +260,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     expectVerdict(thread, read, "read station id#%u start address %08X:", station,
                   faultOf(reply, station, "read: packet loss"));
     if (read)
-        expectValues(thread, station, reply, count);
+        expectValues(thread, station, reply, count, data[CountByte] / Cpl::MaxReadAddresses);
     return 0;
 }
