@@ -37,6 +37,13 @@ void VirtualClock::moveTo(qint64 time, std::unique_lock<std::mutex> *lock)
     } while (m_now < time);
 }
 
+void VirtualClock::jump(qint64 ms)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_now += ms;
+    m_moved.notify_all();
+}
+
 void VirtualClock::end()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);

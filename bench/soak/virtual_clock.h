@@ -26,6 +26,9 @@ public:
     /// Moves the time on; for what the driver's thread waits for elsewhere.
     void advance(qint64 ms);
 
+    /// Any thread: puts the clock on. Who sleeps meanwhile finds the time gone all at once.
+    void jump(qint64 ms);
+
     /// From now on nobody waits: the driver's thread is ending, and the time with it.
     void end();
 

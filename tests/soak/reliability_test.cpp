@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QtEndian>
+
 #include "bench/soak/virtual_line.h"
 #include "cpl/dmc50_polling_thread.h"
 #include "tests/support/figure.h"
@@ -252,7 +254,7 @@ TEST_F(Reliability, AClockThatJumpsTwoHoursCostsNoExchange)
     polling->start();
     ASSERT_TRUE(within(10000, [&] { return line.asked(Stations).size() > 1; }));
     const int before = line.requests();
-    clock.advance(TwoHoursMs);
+    clock.jump(TwoHoursMs);
     ASSERT_TRUE(within(10 * Stations * PauseMs, [&] { return line.requests() > before + 200; }));
     EXPECT_FALSE(polling->hasError());
     EXPECT_TRUE(polling->getLastError().isEmpty());
@@ -267,7 +269,7 @@ TEST_F(Reliability, AClockThatJumpsTwoHoursRenewsTheLowLatencyModeOnce)
     polling->start();
     const auto writes = [this] { return line.written(1).size(); };
     ASSERT_TRUE(within(10000, [&] { return writes() == 4; }));
-    clock.advance(TwoHoursMs);
+    clock.jump(TwoHoursMs);
     ASSERT_TRUE(within(1000, [&] { return writes() == 8; }));
     EXPECT_FALSE(within(60000, [&] { return writes() > 8; }));
     figure("a clock that jumps two hours renews the low-latency mode once");
@@ -275,17 +277,26 @@ TEST_F(Reliability, AClockThatJumpsTwoHoursRenewsTheLowLatencyModeOnce)
 
 TEST_F(Reliability, AClockThatJumpsTwoHoursEndsAWaitingReadAndNoLaterOne)
 {
-    line.before([](Line &silenced) { silence(silenced, Stations); });
+    line.before([this](Line &silenced) { // the read's own request
+        silence(silenced, Stations);
+        clock.jump(TwoHoursMs);
+    });
     polling->start();
     QByteArray data(4, '\0');
     AddressVector addresses(1, FirstWord);
     UCharVector indexes(1, 0);
-    std::thread jump([this] { clock.advance(TwoHoursMs); });
+    const qint64 begin = clock.msecsSinceBoot();
     EXPECT_FALSE(polling->readOnceData(1, data, addresses, indexes));
-    jump.join();
+    const qint64 waited = clock.msecsSinceBoot() - begin - TwoHoursMs;
+    EXPECT_LE(0, waited);
+    EXPECT_GE(2 * SilenceMs, waited);
+
     line.before([](Line &healed) { healed.clearFaults(); });
     clock.sleep(SilenceMs); // the request that was on the line
     EXPECT_TRUE(polling->readOnceData(2, data, addresses, indexes));
+    figure("a clock that jumps two hours under a waiting read: it ends %lld ms after the jump, at "
+           "most %d, and the next one succeeds",
+           static_cast<long long>(waited), 2 * SilenceMs);
 }
 
 // ---- Floods ------------------------------------------------------------------------------------
@@ -320,32 +331,52 @@ TEST_F(Reliability, FortyThousandWritesOfFourThreadsToOneStationAllArriveInOrder
            threads);
 }
 
-TEST_F(Reliability, FourThousandReadsOfFourThreadsAreAllAnswered)
+uint32_t ownValue(int station, uint32_t address)
 {
-    const int threads = 4;
+    return static_cast<uint32_t>(station) << 24 | address;
+}
+
+void giveOwnValues(Line &line)
+{
+    for (const int station : allStations()) {
+        for (int i = 0; i < Words; ++i) {
+            const uint32_t address = FirstWord + static_cast<uint32_t>(i);
+            line.setWord(station, address, ownValue(station, address));
+        }
+    }
+}
+
+TEST_F(Reliability, FourThousandReadsOfFourThreadsAreAllAnsweredAndNoneWrong)
+{
+    const uint32_t threads = 4;
     const int reads = 1000;
+    line.before(giveOwnValues);
     polling->start();
-    std::atomic<int> answered(0);
+    std::atomic<uint32_t> answered(0);
+    std::atomic<int> wrong(0);
     std::vector<std::thread> readers;
     readers.reserve(threads);
-    for (int number = 0; number < threads; ++number) {
-        readers.emplace_back([this, number, &answered] {
+    for (uint32_t number = 0; number < threads; ++number) {
+        readers.emplace_back([&, number] {
             // One after the other for each word, because a value is handed out once.
-            AddressVector addresses(1, FirstWord + static_cast<ulong>(number));
+            AddressVector addresses(1, FirstWord + number);
             UCharVector indexes(1, 0);
             for (int i = 0; i < reads; ++i) {
                 QByteArray data(4, '\0');
                 const uchar station = static_cast<uchar>(1 + i % Stations);
                 answered += polling->readOnceData(station, data, addresses, indexes) ? 1 : 0;
+                const quint32 value = qFromLittleEndian<quint32>(data.constData());
+                wrong += value == ownValue(station, FirstWord + number) ? 0 : 1;
             }
         });
     }
     for (std::thread &reader : readers)
         reader.join();
     EXPECT_EQ(threads * reads, answered);
+    EXPECT_EQ(0, wrong);
     EXPECT_TRUE(polling->readAddrQueueMapIsEmpty());
-    figure("%d reads on demand of %d threads: %d answered", threads * reads, threads,
-           answered.load());
+    figure("%u reads on demand of %u threads: %u answered, %d values wrong", threads * reads,
+           threads, answered.load(), wrong.load());
 }
 
 } // namespace

@@ -136,6 +136,22 @@ TEST(VirtualClock, WakesSleepersInTheirOwnTime)
     sleeper.join();
 }
 
+TEST(VirtualClock, JumpsOverTheTimeOfASleeper)
+{
+    const qint64 jump = 1000;
+    VirtualClock clock;
+    const qint64 begin = clock.msecsSinceBoot();
+    std::atomic<bool> awake(false);
+    std::thread sleeper([&] {
+        clock.sleep(10);
+        EXPECT_EQ(0, (clock.msecsSinceBoot() - begin) % jump);
+        awake = true;
+    });
+    while (!awake) // it may not sleep yet
+        clock.jump(jump);
+    sleeper.join();
+}
+
 TEST(VirtualClock, LetsNobodyWaitForATimeThatHasEnded)
 {
     VirtualClock clock;
