@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "tests/support/plain_link.h"
+
 namespace
 {
 
@@ -17,9 +19,7 @@ const int VirtualLine::QuietGapMs;
 
 VirtualLine::VirtualLine(const std::vector<int> &stations, uint32_t seed, int retries,
                          VirtualClock *clock)
-    : m_clock(clock), m_line(stations, seed), m_random(seed),
-      m_setting(DeviceSetting::Rs485, QString::fromLatin1("COM2"), Baud, 8,
-                DeviceSetting::OneStopBit, DeviceSetting::EvenParity),
+    : m_clock(clock), m_line(stations, seed), m_random(seed), m_setting(usualWiring(Baud)),
       m_retries(retries), m_deadline(0), m_babble_end(0), m_drowned(false), m_wary_frames(0)
 {
 }

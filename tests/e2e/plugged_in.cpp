@@ -8,6 +8,7 @@
 #include <QStringList>
 
 #include "tests/driver/project_database.h"
+#include "tests/support/plain_link.h"
 
 namespace
 {
@@ -96,9 +97,7 @@ PluggedIn::PluggedIn(const QStringList &moreTags, int baud)
     setGeneration(SoundStation, 0);
     setGeneration(FaultyStation, 0);
 
-    const DeviceSetting wiring(DeviceSetting::Rs485, "COM2", 38400, 8, DeviceSetting::OneStopBit,
-                               DeviceSetting::EvenParity);
-    m_serial.reset(new SerialLink(QString::fromStdString(m_simulator->portName()), wiring,
+    m_serial.reset(new SerialLink(QString::fromStdString(m_simulator->portName()), usualWiring(),
                                   DriverSetting(TimeoutMs, Retries, SoundStation, DelayMs)));
     QString error;
     require(m_serial->open(&error), error.toStdString());
