@@ -38,7 +38,8 @@ struct Load {
     }
 };
 
-const Load Loads[] = {{1, 50, 19}, {1, 500, 5}, {1, 5000, 3}, {8, 50, 7}, {31, 50, 3}};
+const Load Loads[] = {{1, 50, 19}, {1, 500, 5}, {1, 5000, 3},
+                      {8, 50, 7},  {31, 50, 3}, {31, 150, 2}};
 
 typedef std::chrono::steady_clock SteadyClock;
 

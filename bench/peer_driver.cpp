@@ -151,4 +151,4 @@ std::string exchange(const std::string &port, const ExchangePlan &plan, Exchange
 
 } // namespace
 
-const PeerSide DriverSide = {"driver", 417, 413, respond, exchange};
+const PeerSide DriverSide = {"driver", "", 417, 413, respond, exchange};

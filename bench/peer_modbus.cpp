@@ -136,4 +136,4 @@ std::string exchange(const std::string &port, const ExchangePlan &plan, Exchange
 
 } // namespace
 
-const PeerSide ModbusSide = {"libmodbus", 8, 205, respond, exchange};
+const PeerSide ModbusSide = {"libmodbus", " " LIBMODBUS_VERSION_STRING, 8, 205, respond, exchange};

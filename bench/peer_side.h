@@ -36,6 +36,7 @@ private:
 /// One way to carry 50 values of 32 bits over a line.
 struct PeerSide {
     const char *name;
+    const char *version; ///< with a blank before it; empty for our own
     int requestBytes;
     int replyBytes;
 
