@@ -68,11 +68,13 @@ LineAnswer Line::answer(const std::string &frame, int64_t nowMs)
     if (found == m_stations.end())
         return answer;
     found->second.advanceTo(nowMs);
-    answer.bytes = encodeReply(found->second.handle(request));
+    const std::string sound = encodeReply(found->second.handle(request));
+    answer.bytes = sound;
     for (ArmedFault &armed : m_faults) {
         if (strikes(&armed, request.station))
             apply(armed.fault, frame, &found->second, &answer);
     }
+    answer.spoiled = answer.bytes != sound || answer.lateMs != 0 || answer.babbleMs != 0;
     return answer;
 }
 

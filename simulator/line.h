@@ -21,6 +21,10 @@ struct LineAnswer {
     /// Instead of `bytes`, senseless bytes without end: for so many milliseconds, or, below 0,
     /// until the faults are cleared. 0: no.
     int babbleMs = 0;
+
+    /// Whether a fault made something else of the station's answer, or of its time. One that
+    /// changes a byte into itself, or a place behind the end, does not.
+    bool spoiled = false;
 };
 
 /// Not thread-safe.

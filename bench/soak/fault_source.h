@@ -5,11 +5,12 @@
 
 #include <cstdint>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "simulator/fault.h"
 
-/// The same seed gives the same faults.
+/// The same seed gives the same faults in the same order.
 class FaultSource
 {
 public:
@@ -24,6 +25,10 @@ public:
 
     static std::vector<Fault::Kind> allKinds();
     static const char *name(Fault::Kind kind);
+
+    /// Whether a fault of this name can give a reply a right checksum with values wrong or missing.
+    /// False for "none".
+    static bool forges(const std::string &name);
 
 private:
     int between(int least, int most);

@@ -8,7 +8,6 @@
 namespace
 {
 
-const char NoFault[] = "none";
 const qint64 Nothing = -1;
 const size_t DisguisesKept = 4096; // many times what is in the cache at once
 const size_t ExamplesKept = 10;
@@ -16,9 +15,12 @@ const uint32_t WriteNumbers = 0x1000000;
 
 } // namespace
 
+const char JudgedLink::NoFault[] = "none";
+
 JudgedLink::JudgedLink(VirtualLine *line, const ErrorTexts *texts, uint32_t seed)
     : m_line(line), m_texts(texts), m_thread(nullptr), m_faults(seed), m_faulty(true),
-      m_exchanges(0), m_step(Settled), m_disguises(DisguisesKept), m_disguise_count(0)
+      m_exchanges(0), m_with_fault(0), m_step(Settled), m_damaged(false),
+      m_disguises(DisguisesKept), m_disguise_count(0)
 {
 }
 
@@ -44,14 +46,13 @@ int JudgedLink::writeData(const char *data, int size)
         violation("no controller understands " + hexDump(frame));
         return m_line->writeData(data, size);
     }
-    if (m_request.command == CplRequest::WriteList)
-        checkWrites(frame);
+    noteSentWrites(frame);
     prepareWords();
     armFault();
     const int sent = m_line->writeData(data, size);
     m_line->line().clearFaults();
-    if (m_line->lastRequestWasDrowned())
-        m_fault_name = FaultSource::name(Fault::Babble);
+    noteFault();
+    noteArrivedWrites();
     return sent;
 }
 
@@ -92,10 +93,26 @@ void JudgedLink::armFault()
     m_line->line().addFault(fault);
 }
 
+/// What was armed need not have struck: in a babble nothing else does, and some faults leave a
+/// reply as it was.
+void JudgedLink::noteFault()
+{
+    const bool drowned = m_line->lastRequestWasDrowned();
+    m_damaged = !drowned && m_fault_name == FaultSource::name(Fault::Damage);
+    if (drowned)
+        m_fault_name = FaultSource::name(Fault::Babble);
+    else if (!m_line->lastAnswerWasSpoiled())
+        m_fault_name = NoFault;
+    if (m_fault_name != NoFault)
+        ++m_with_fault;
+}
+
 /// Remembers the wrong values of a reply that no check can tell from a good one, before the driver
 /// has them.
 void JudgedLink::noteDisguises()
 {
+    if (!FaultSource::forges(m_fault_name))
+        return;
     for (const auto &value : readReply(m_request, m_reply).values) {
         const uint32_t address = m_request.addresses[value.first];
         if (value.second == SoakProject::value(m_request.station, address, m_exchanges))
@@ -117,25 +134,55 @@ bool JudgedLink::noCheckCouldTell(int station, uint32_t address, uint32_t value)
     });
 }
 
-/// Numbered writes must arrive once and in their order; only a whole frame may come again.
-void JudgedLink::checkWrites(const std::string &frame)
+/// Whether there is more in it than the low-latency mode's.
+bool JudgedLink::isNumberedWrite() const
 {
-    const int station = m_request.station;
     const std::vector<uint32_t> &addresses = m_request.addresses;
-    if (std::none_of(addresses.begin(), addresses.end(), SoakProject::isWritten))
-        return; // the low-latency mode's only
-    std::string &last = m_last_write_frame[station];
-    if (frame == last) {
+    return m_request.command == CplRequest::WriteList &&
+           std::any_of(addresses.begin(), addresses.end(), SoakProject::isWritten);
+}
+
+/// Numbered writes must be sent once and in their order; only a whole frame may come again.
+void JudgedLink::noteSentWrites(const std::string &frame)
+{
+    if (!isNumberedWrite())
+        return;
+    const int station = m_request.station;
+    LastWrite &last = m_last_writes[station];
+    if (frame == last.frame) {
         ++m_findings.repeated_writes;
         return;
     }
-    last = frame;
+    last = LastWrite{frame, false};
     for (size_t i = 0; i < m_request.values.size(); ++i) {
         if (!SoakProject::isWritten(m_request.addresses[i]))
             continue;
-        if (m_request.values[i] != ++m_findings.written[station] % WriteNumbers)
+        if (m_request.values[i] != ++m_findings.sent[station] % WriteNumbers)
             violation("a write is lost or out of order: " + describe(m_request));
     }
+}
+
+/// Only a babble keeps a frame from its station. Of a word that it writes twice the last value
+/// counts.
+void JudgedLink::noteArrivedWrites()
+{
+    if (!isNumberedWrite() || m_line->lastRequestWasDrowned())
+        return;
+    std::map<uint32_t, uint32_t> last_values;
+    uint64_t numbered = 0;
+    for (size_t i = 0; i < m_request.values.size(); ++i) {
+        if (!SoakProject::isWritten(m_request.addresses[i]))
+            continue;
+        ++numbered;
+        last_values[m_request.addresses[i]] = m_request.values[i];
+    }
+    for (const auto &word : last_values) {
+        if (m_line->line().word(m_request.station, word.first) != word.second)
+            violation("a station has not what was written: " + describe(m_request));
+    }
+    LastWrite &last = m_last_writes[m_request.station];
+    m_findings.arrived += last.arrived ? 0 : numbered;
+    last.arrived = true;
 }
 
 // ---- The judge ---------------------------------------------------------------------------------
@@ -202,11 +249,13 @@ bool JudgedLink::wasReadOnDemand(size_t place) const
 
 void JudgedLink::countDamage()
 {
-    if (m_fault_name != FaultSource::name(Fault::Damage))
+    if (!m_damaged)
         return;
     ++m_findings.damaged;
     if (sumIsRight(m_reply))
         ++m_findings.damaged_sum_right;
+    if (m_fault_name == NoFault)
+        ++m_findings.damaged_as_before;
 }
 
 qint64 JudgedLink::cached(uint32_t address) const

@@ -30,10 +30,12 @@ struct Outcomes {
 struct Findings {
     std::map<std::string, Outcomes> outcomes; ///< by the fault's name; "none" without one
     std::map<std::string, uint64_t> reasons;  ///< documented reasons of refusal
-    uint64_t damaged = 0;                     ///< replies with random damage
+    uint64_t damaged = 0;                     ///< replies that random damage struck
     uint64_t damaged_sum_right = 0;           ///< of these the checksum held
+    uint64_t damaged_as_before = 0;           ///< of these every byte became what it had been
     uint64_t repeated_writes = 0;             ///< frames
-    std::map<int, uint32_t> written;          ///< numbered writes that arrived, by station
+    std::map<int, uint32_t> sent;             ///< numbered writes in their order, by station
+    uint64_t arrived = 0;                     ///< of these a station's word had the value
 
     uint64_t violations = 0;
     std::vector<std::string> examples; ///< of violations, the first ones
@@ -45,11 +47,14 @@ struct Findings {
 /// which exchange brought it. After it the judge, who knows every byte that came, compares what
 /// the driver made of the reply with what a careful reader would have: the cache word by word, and
 /// the error text.
+/// A write has arrived when the station's word has the value.
 ///
 /// Called by the line's thread but for what is said to be for any thread.
 class JudgedLink : public AbstractDeviceInterface
 {
 public:
+    static const char NoFault[]; ///< stands for a fault's name
+
     /// \param line   not owned
     /// \param texts  not owned
     /// \param seed   of the faults
@@ -65,8 +70,9 @@ public:
     /// Any thread: no fault from now on.
     void endFaults() { m_faulty = false; }
 
-    /// Any thread: exchanges begun so far.
+    /// Any thread: exchanges begun so far, and those of them in which a fault struck.
     uint64_t exchanges() const { return m_exchanges; }
+    uint64_t exchangesWithFault() const { return m_with_fault; }
 
     /// Any thread: whether no check could have kept this value from the driver.
     bool noCheckCouldTell(int station, uint32_t address, uint32_t value) const;
@@ -83,6 +89,12 @@ public:
 private:
     enum Step { Settled, Discarded, Requested, Answered };
 
+    /// What was last written to a station.
+    struct LastWrite {
+        std::string frame;
+        bool arrived;
+    };
+
     /// A wrong value that came in a reply without a fault that a check can see.
     struct Disguise {
         int station;
@@ -92,8 +104,11 @@ private:
 
     void prepareWords();
     void armFault();
+    void noteFault();
     void noteDisguises();
-    void checkWrites(const std::string &frame);
+    bool isNumberedWrite() const;
+    void noteSentWrites(const std::string &frame);
+    void noteArrivedWrites();
     void judgeValues(const Reading &reading, Outcomes *outcomes);
     void judgeErrorText(const Reading &reading);
     bool wasReadOnDemand(size_t place) const;
@@ -108,16 +123,18 @@ private:
     std::map<int, int> m_gaps; ///< replies to spare, by station
     std::atomic<bool> m_faulty;
     std::atomic<uint64_t> m_exchanges;
+    std::atomic<uint64_t> m_with_fault;
     Findings m_findings;
 
     // The exchange on the line.
     Step m_step;
     CplRequest m_request;
     std::string m_fault_name;
+    bool m_damaged; ///< random damage struck the reply, whatever came of it
     std::string m_reply;
     std::vector<qint64> m_cached_before; ///< by place in the request; -1: nothing
 
-    std::map<int, std::string> m_last_write_frame; ///< by station
+    std::map<int, LastWrite> m_last_writes; ///< by station
 
     mutable std::mutex m_disguise_mutex;
     std::vector<Disguise> m_disguises; ///< m_disguise_mutex; the last ones, a ring

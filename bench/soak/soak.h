@@ -12,7 +12,7 @@
 #include "bench/soak/runtime_user.h"
 
 struct SoakOptions {
-    uint64_t exchanges = 100000; ///< at least so many; 1000 or more
+    uint64_t exchanges = 100000; ///< at least so many with a fault; 1000 or more
     uint32_t seed = 1;
     QString error_texts; ///< path of docs/errors.md
 };
@@ -20,19 +20,14 @@ struct SoakOptions {
 struct SoakResult {
     Findings line;
     UserFindings user;
-    uint64_t exchanges = 0; ///< with faults
+    uint64_t exchanges = 0;  ///< from the first to the last one that a fault may have struck
+    uint64_t with_fault = 0; ///< of these a fault struck
     uint64_t healed = 0;   ///< exchanges after the last fault until all values were fresh; 0: never
     qint64 heap_early = 0; ///< most bytes in use in the second tenth of the run; -1: not counted
     qint64 heap_late = 0;  ///< most bytes in use in the last tenth
-    int descriptors_early = 0; ///< most open ones in these two tenths
-    int descriptors_late = 0;
     double virtual_hours = 0;
     double seconds = 0;
 };
-
-/// Bytes by which the heap in use may differ between the two tenths: queues and texts of other
-/// lengths. An object that leaked with each exchange of a long run would take many times that.
-const qint64 HeapTolerance = 64 * 1024;
 
 /// Runs a polling thread on a virtual line, with a runtime that reads and writes.
 SoakResult runSoak(const SoakOptions &options);

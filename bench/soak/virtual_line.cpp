@@ -20,7 +20,8 @@ const int VirtualLine::QuietGapMs;
 VirtualLine::VirtualLine(const std::vector<int> &stations, uint32_t seed, int retries,
                          VirtualClock *clock)
     : m_clock(clock), m_line(stations, seed), m_random(seed), m_setting(usualWiring(Baud)),
-      m_retries(retries), m_deadline(0), m_babble_end(0), m_drowned(false), m_wary_frames(0)
+      m_retries(retries), m_deadline(0), m_babble_end(0), m_drowned(false), m_spoiled(false),
+      m_wary_frames(0)
 {
 }
 
@@ -28,10 +29,11 @@ int VirtualLine::writeData(const char *data, int size)
 {
     const qint64 now = m_clock->msecsSinceBoot();
     m_deadline = now + TimeoutMs;
-    m_drowned = now < m_babble_end;
+    m_drowned = m_spoiled = now < m_babble_end;
     if (m_drowned)
         return size;
     const LineAnswer answer = m_line.answer(std::string(data, static_cast<size_t>(size)), now);
+    m_spoiled = answer.spoiled;
     if (answer.babbleMs != 0) {
         m_babble_end =
             answer.babbleMs > 0 ? now + answer.babbleMs : std::numeric_limits<qint64>::max();

@@ -37,6 +37,9 @@ public:
     /// Whether a babble drowned the last request.
     bool lastRequestWasDrowned() const { return m_drowned; }
 
+    /// Whether a fault made something else of the answer to the last request.
+    bool lastAnswerWasSpoiled() const { return m_spoiled; }
+
     int readData(char *buffer, int max_size) override;
     int writeData(const char *data, int size) override;
     const DeviceSetting *deviceSetting() override { return &m_setting; }
@@ -66,6 +69,7 @@ private:
     qint64 m_deadline;              ///< of the reply that is waited for
     qint64 m_babble_end;
     bool m_drowned;
+    bool m_spoiled;
     int m_wary_frames; ///< frames before which the line has to be quiet
 };
 

@@ -193,6 +193,28 @@ TEST_F(LineFault, LateChangesTheTimeAndNoByte)
     EXPECT_EQ(250, answer.lateMs);
 }
 
+TEST_F(LineFault, IsToldOfInTheAnswer)
+{
+    EXPECT_FALSE(line.answer(Request, 0).spoiled);
+    for (const char *text :
+         {"drop", "late:ms=1", "flip", "damage:bytes=200", "cut:after=3", "noise", "echo",
+          "station:as=2", "endcode:code=41", "nolf", "swap", "babble", "powercycle"}) {
+        line.clearFaults();
+        line.addFault(fault(text));
+        EXPECT_TRUE(line.answer(Request, 0).spoiled) << text;
+    }
+}
+
+TEST_F(LineFault, IsNotToldOfWhereItChangesNothing)
+{
+    for (const char *text :
+         {"flip:at=511", "cut:after=511", "swap:at=510", "station:as=1", "drop:station=2"}) {
+        line.clearFaults();
+        line.addFault(fault(text));
+        EXPECT_FALSE(line.answer(Request, 0).spoiled) << text;
+    }
+}
+
 TEST_F(LineFault, FlipTurnsTheLowestBitOfTheMiddleByte)
 {
     EXPECT_EQ("\x02"
