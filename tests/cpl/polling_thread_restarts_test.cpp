@@ -1,8 +1,11 @@
 // A thousand starts and stops in each state of the loop. Nothing may stay behind.
 
-#include <QDir>
-
+#include "bench/soak/process_figures.h"
+#include "cpl/passing_link.h"
+#include "hmi/desktop/serial_link.h"
+#include "simulator/simulator.h"
 #include "tests/cpl/polling_thread_fixture.h"
+#include "tests/hmi/pty.h"
 #include "tests/support/eventually.h"
 #include "tests/support/figure.h"
 
@@ -11,12 +14,29 @@ namespace
 
 const int Restarts = 1000;
 const int LatestRequest = 4;  // that a stop waits for
+const int Interval = 20;      // ms before each request; no other pause is that long
 const qint64 SomeTime = 5000; // ms; so that a quiet line need not idle for long
 
-int entries(const char *directory)
+/// Where in a request the thread is stopped.
+enum StopPlace { InThePauseBefore, WhileItIsWritten, WhileItsReplyIsRead, StopPlaces };
+
+/// The threads and descriptors of this process. Make one when the first thread has come and gone:
+/// what Qt and a sanitizer keep for good is there from then on.
+class Leftovers
 {
-    return QDir(directory).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
-}
+public:
+    Leftovers() : m_threads(runningThreads()), m_descriptors(openDescriptors()) {}
+
+    void expectNone() const
+    {
+        EXPECT_TRUE(eventually([this] { return runningThreads() <= m_threads; }));
+        EXPECT_EQ(m_descriptors, openDescriptors());
+    }
+
+private:
+    const int m_threads;
+    const int m_descriptors;
+};
 
 std::string silence(const std::string &)
 {
@@ -76,26 +96,36 @@ protected:
             m_project[1].push_back(0x20 + i);
     }
 
-    /// One start, and one stop while a request is on the line. The request is the last one.
-    void startAndStop(int request)
+    /// One start, and one stop in the N-th request. No later one is begun.
+    void startAndStop(int request, StopPlace place)
     {
         FakeClock clock;
-        clock.onSleep = [&clock](ulong) { clock.advance(SomeTime); };
         FakeLink link;
+        link.delayMs = Interval;
         link.retries = GetParam().retries;
-        PollingThread *running = nullptr;
+        PollingThread polling(&link, &m_project, 1, &clock);
+        int pauses = 0;
         int requests = 0;
+        clock.onSleep = [&](ulong ms) {
+            clock.advance(SomeTime);
+            pauses += ms == Interval ? 1 : 0;
+            if (place == InThePauseBefore && pauses == request)
+                polling.stop();
+        };
         link.answer = [&](const std::string &frame) {
-            if (++requests == request)
-                running->stop();
+            if (++requests == request && place == WhileItIsWritten)
+                polling.stop();
             return GetParam().answer(frame);
         };
-        PollingThread polling(&link, &m_project, 1, &clock);
-        running = &polling;
+        link.onCall = [&](const std::string &call) {
+            if (call.find("read") == 0 && requests == request && place == WhileItsReplyIsRead)
+                polling.stop();
+        };
         GetParam().begin(polling);
         polling.start();
         ASSERT_TRUE(polling.wait(20000));
-        ASSERT_EQ(static_cast<size_t>(request), link.sent().size());
+        const int last = place == InThePauseBefore ? request - 1 : request;
+        ASSERT_EQ(static_cast<size_t>(last), link.sent().size());
     }
 
 private:
@@ -104,15 +134,13 @@ private:
 
 TEST_P(PollingThreadRestarts, AThousandTimesLeaveNoThreadAndNoDescriptorBehind)
 {
-    startAndStop(1); // what Qt and a sanitizer keep for good is there from now on
-    const int threads = entries("/proc/self/task");
-    const int descriptors = entries("/proc/self/fd");
+    startAndStop(1, WhileItIsWritten);
+    const Leftovers leftovers;
     for (int i = 0; i < Restarts && !HasFatalFailure(); ++i)
-        startAndStop(1 + i % LatestRequest);
-    EXPECT_TRUE(eventually([&] { return entries("/proc/self/task") <= threads; }));
-    EXPECT_EQ(descriptors, entries("/proc/self/fd"));
-    figure("%d starts and stops %s: the request on the line is the last one, no thread and no "
-           "descriptor stays",
+        startAndStop(1 + i / StopPlaces % LatestRequest, static_cast<StopPlace>(i % StopPlaces));
+    leftovers.expectNone();
+    figure("%d starts and stops %s, in the pause before a request, while it is written, while its "
+           "reply is read: no later request, no thread and no descriptor stays",
            Restarts, GetParam().name);
 }
 
@@ -139,26 +167,33 @@ TEST(PollingThreadRestartsOnAQuietLine, AThousandTimesWhileItIdlesAndRightBehind
     AddressVectorMap project;
     project[1].push_back(0x20);
     FakeLink link;
-    for (int i = 0; i < Restarts; ++i) {
+    const auto startAndStop = [&](int pause) {
         FakeClock clock;
         std::atomic<int> idles(0);
         clock.onSleep = [&](ulong) { ++idles; };
         PollingThread polling(&link, &project, 1, &clock);
         polling.start();
-        while (idles < i % 3)
+        while (idles < pause)
             std::this_thread::yield();
         polling.stop();
         ASSERT_TRUE(polling.wait(20000));
-    }
+    };
+    startAndStop(0);
+    const Leftovers leftovers;
+    for (int i = 0; i < Restarts && !HasFatalFailure(); ++i)
+        startAndStop(i % 3);
     EXPECT_TRUE(link.calls().empty());
-    figure("%d starts and stops on a quiet line: no call of the line", Restarts);
+    leftovers.expectNone();
+    figure("%d starts and stops on a quiet line: no call of the line, no thread and no descriptor "
+           "stays",
+           Restarts);
 }
 
 TEST(PollingThreadRestartsUnderAReader, AThousandTimesEndTheReaderEachTime)
 {
     AddressVectorMap project;
     project[1].push_back(0x20);
-    for (int i = 0; i < Restarts; ++i) {
+    const auto startAndStop = [&] {
         FakeClock clock;
         FakeLink link;
         link.timeoutMs = 2147483647; // nobody gives up
@@ -174,11 +209,112 @@ TEST(PollingThreadRestartsUnderAReader, AThousandTimesEndTheReaderEachTime)
         });
         std::this_thread::yield();
         polling.stop();
-        ASSERT_TRUE(polling.wait(20000));
+        const bool ended = polling.wait(20000);
         reader.join();
+        ASSERT_TRUE(ended);
         ASSERT_FALSE(read);
+    };
+    startAndStop();
+    const Leftovers leftovers;
+    for (int i = 0; i < Restarts && !HasFatalFailure(); ++i)
+        startAndStop();
+    leftovers.expectNone();
+    figure("%d starts and stops under a waiting reader: it ends each time, no thread and no "
+           "descriptor stays",
+           Restarts);
+}
+
+// ---- A real port -------------------------------------------------------------------------------
+
+/// Stops the thread when its N-th request is about to be written.
+class StoppingLink : public PassingLink
+{
+public:
+    StoppingLink(AbstractDeviceInterface *link, int request)
+        : PassingLink(link), m_request(request), m_requests(0), m_polling(nullptr)
+    {
     }
-    figure("%d starts and stops under a waiting reader: it ends each time", Restarts);
+
+    /// Not owned. Call before the thread starts.
+    void setThread(PollingThread *polling) { m_polling = polling; }
+
+    /// When the thread has ended.
+    int requests() const { return m_requests; }
+
+    int writeData(const char *data, int size) override
+    {
+        if (++m_requests == m_request)
+            m_polling->stop();
+        return PassingLink::writeData(data, size);
+    }
+
+private:
+    const int m_request;
+    int m_requests;
+    PollingThread *m_polling;
+};
+
+/// One start on a link, and one stop in the N-th request, which is the last one.
+void startAndStopOn(AbstractDeviceInterface *link, int request)
+{
+    AddressVectorMap project;
+    for (unsigned i = 0; i < 120; ++i)
+        project[1].push_back(0x20 + i);
+    FakeClock clock; // no pauses
+    StoppingLink stopping(link, request);
+    PollingThread polling(&stopping, &project, 1, &clock);
+    stopping.setThread(&polling);
+    poll(polling);
+    polling.start();
+    ASSERT_TRUE(polling.wait(20000));
+    ASSERT_EQ(request, stopping.requests());
+}
+
+TEST(PollingThreadRestartsOnAPort, AThousandTimesWithThePortOpenedAnewEachTime)
+{
+    SimulatorOptions options;
+    options.baud = 0;
+    Simulator simulator(options);
+    std::string reason;
+    ASSERT_TRUE(simulator.start(&reason)) << reason;
+    const auto startAndStop = [&](int request) {
+        SerialLink link(QString::fromStdString(simulator.portName()), usualWiring(),
+                        DriverSetting(3000, 0, 1, 0));
+        QString error;
+        ASSERT_TRUE(link.open(&error)) << qPrintable(error);
+        startAndStopOn(&link, request);
+    };
+    startAndStop(1);
+    const Leftovers leftovers;
+    for (int i = 0; i < Restarts && !testing::Test::HasFatalFailure(); ++i)
+        startAndStop(1 + i % LatestRequest);
+    leftovers.expectNone();
+    figure("%d starts and stops on a port that is opened each time: no later request, no thread "
+           "and no descriptor stays",
+           Restarts);
+}
+
+TEST(PollingThreadRestartsOnAPort, AThousandTimesWhileThePortIsAway)
+{
+    LinkedPath path;
+    Pty pty;
+    path.pointTo(pty.path());
+    const int shortTimeoutMs = 1;
+    SerialLink link(QString::fromStdString(path.path()), usualWiring(),
+                    DriverSetting(shortTimeoutMs, 0, 1, 0));
+    QString error;
+    ASSERT_TRUE(link.open(&error)) << qPrintable(error);
+    pty.hangUp();
+    path.pointTo("/nowhere"); // the pty's number may go to somebody else
+    startAndStopOn(&link, 1);
+    ASSERT_FALSE(link.isUp());
+    const Leftovers leftovers;
+    for (int i = 0; i < Restarts && !testing::Test::HasFatalFailure(); ++i)
+        startAndStopOn(&link, 1 + i % LatestRequest);
+    leftovers.expectNone();
+    figure("%d starts and stops while the port is away: no later request, no thread and no "
+           "descriptor stays",
+           Restarts);
 }
 
 } // namespace
