@@ -1,5 +1,8 @@
 #include "tests/faults/fault_injector.h"
 
+#include "tests/faults/block_ledger.h"
+#include "tests/faults/call_origins.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -10,6 +13,7 @@
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/epoll.h>
@@ -32,8 +36,6 @@ void __libc_free(void *block);
 namespace
 {
 
-const int MostCallers = 40;
-
 std::atomic<bool> armed(false);
 std::atomic<long> calls(0);
 std::atomic<long> failing(0);
@@ -41,39 +43,22 @@ std::atomic<long> live_blocks(0);
 std::atomic<const char *> failed("");
 const char *caller = ""; ///< of the call that failed; only written by it
 
-const char *baseName(const char *path)
-{
-    const char *const slash = strrchr(path, '/');
-    return slash != nullptr ? slash + 1 : path;
-}
-
-/// Neither this library nor one that only passes calls on.
-bool isCaller(const char *file)
-{
-    return strstr(file, "fault_injector") == nullptr && strncmp(file, "libc.", 5) != 0 &&
-           strncmp(file, "libstdc++", 9) != 0;
-}
-
 /// Finds out who makes the call that fails, and prints it for a person who wants to know.
 void noteCaller()
 {
     armed = false;
-    void *frames[MostCallers];
-    const int count = backtrace(frames, MostCallers);
+    noteFailedCall();
     if (getenv("DMC50_FAULTS_TRACE") != nullptr)
-        backtrace_symbols_fd(frames, count, STDERR_FILENO);
-    Dl_info place;
-    caller = "";
-    for (int i = 0; i < count && *caller == '\0'; ++i) {
-        if (dladdr(frames[i], &place) != 0 && isCaller(baseName(place.dli_fname)))
-            caller = baseName(place.dli_fname);
-    }
+        backtrace_symbols_fd(latestStack().frames, latestStack().count, STDERR_FILENO);
+    caller = originOf(latestStack()).file;
     armed = true;
 }
 
 /// Counts a call; true when it is the one that fails.
 bool fails(const char *name)
 {
+    if (armed || watchesBlocks())
+        takeStack();
     if (!armed || ++calls != failing)
         return false;
     failed = name;
@@ -89,9 +74,23 @@ Function *next(Function *, const char *name)
 
 void *counted(void *block)
 {
-    if (block != nullptr)
-        ++live_blocks;
+    if (block == nullptr)
+        return block;
+    ++live_blocks;
+    noteBlock(block);
     return block;
+}
+
+void uncounted(const void *block)
+{
+    --live_blocks;
+    forgetBlock(block);
+}
+
+/// What is left of a pointer in a freed block must not pass for one that somebody holds.
+void wipe(void *block)
+{
+    memset(block, 0, malloc_usable_size(block));
 }
 
 } // namespace
@@ -100,6 +99,7 @@ void faultInjectorArm(long nth)
 {
     void *frame = nullptr;
     backtrace(&frame, 1); // it allocates what it needs once
+    forgetFailedCall();
     calls = 0;
     failing = nth;
     failed = "";
@@ -122,43 +122,53 @@ const char *faultInjectorCaller()
     return caller;
 }
 
+FaultOrigin faultInjectorInterrupted(const void *instruction)
+{
+    return originOf(stackFrom(instruction));
+}
+
 long faultInjectorLiveBlocks()
 {
     return live_blocks;
 }
 
+void faultInjectorWatchBlocks()
+{
+    watchBlocks();
+}
+
+FaultLeftovers faultInjectorLeftovers()
+{
+    return leftovers(getenv("DMC50_FAULTS_TRACE") != nullptr);
+}
+
+#define FAIL_WITH(name, error, result)                                                             \
+    if (fails(name)) {                                                                             \
+        errno = error;                                                                             \
+        return result;                                                                             \
+    }
+
 // ---- Memory ------------------------------------------------------------------------------------
 
 extern "C" void *malloc(size_t size) noexcept
 {
-    if (fails("malloc")) {
-        errno = ENOMEM;
-        return nullptr;
-    }
+    FAIL_WITH("malloc", ENOMEM, nullptr)
     return counted(__libc_malloc(size));
 }
 
 extern "C" void *calloc(size_t count, size_t size) noexcept
 {
-    if (fails("calloc")) {
-        errno = ENOMEM;
-        return nullptr;
-    }
+    FAIL_WITH("calloc", ENOMEM, nullptr)
     return counted(__libc_calloc(count, size));
 }
 
 extern "C" void *realloc(void *block, size_t size) noexcept
 {
-    if (fails("realloc")) {
-        errno = ENOMEM;
-        return nullptr;
-    }
+    FAIL_WITH("realloc", ENOMEM, nullptr)
     void *const moved = __libc_realloc(block, size);
-    if (block == nullptr)
-        return counted(moved);
-    if (size == 0 && moved == nullptr)
-        --live_blocks;
-    return moved;
+    if (block != nullptr && (size == 0 || moved != nullptr))
+        uncounted(block);
+    return counted(moved);
 }
 
 extern "C" int posix_memalign(void **block, size_t alignment, size_t size) noexcept
@@ -169,20 +179,28 @@ extern "C" int posix_memalign(void **block, size_t alignment, size_t size) noexc
     return *block != nullptr ? 0 : ENOMEM;
 }
 
+extern "C" void *memalign(size_t alignment, size_t size) noexcept
+{
+    FAIL_WITH("memalign", ENOMEM, nullptr)
+    return counted(__libc_memalign(alignment, size));
+}
+
+extern "C" void *aligned_alloc(size_t alignment, size_t size) noexcept
+{
+    FAIL_WITH("aligned_alloc", ENOMEM, nullptr)
+    return counted(__libc_memalign(alignment, size));
+}
+
 extern "C" void free(void *block) noexcept
 {
-    if (block != nullptr)
-        --live_blocks;
+    if (block != nullptr) {
+        uncounted(block);
+        wipe(block);
+    }
     __libc_free(block);
 }
 
 // ---- System calls ------------------------------------------------------------------------------
-
-#define FAIL_WITH(name, error, result)                                                             \
-    if (fails(name)) {                                                                             \
-        errno = error;                                                                             \
-        return result;                                                                             \
-    }
 
 /// Defines a call that passes its arguments on.
 #define PASS_ON(type, name, error, failure, parameters, arguments)                                 \

@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <limits>
 #include <new>
 
 #include <csignal>
-#include <dlfcn.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -31,9 +31,12 @@ struct Verdict {
     bool succeeded;
     bool complete;
     char wrong[160];
-    char failed[32];  ///< the call that failed
-    char caller[64];  ///< who made it
-    char crashed[64]; ///< where the child crashed
+    char failed[32];      ///< the call that failed
+    char caller[64];      ///< who made it
+    FaultLeftovers left;  ///< `leaked`, and whose
+    char ended[64];       ///< whose code the child was in when a signal ended it
+    bool ended_by_others; ///< it was a library's
+    bool ended_in_call;   ///< it was in the call in which the fault struck
 };
 
 Verdict *shared = nullptr;
@@ -49,11 +52,6 @@ void *instructionOf(const ucontext_t *state)
 #endif
 }
 
-std::string baseName(const std::string &path)
-{
-    return path.substr(path.find_last_of('/') + 1);
-}
-
 template <size_t Size>
 void store(char (&target)[Size], const std::string &text)
 {
@@ -63,11 +61,11 @@ void store(char (&target)[Size], const std::string &text)
 /// Called for a crash: nobody can be asked any more, so what is known is stored as it is.
 void noteCrash(int number, siginfo_t *, void *context)
 {
-    const ucontext_t *const state = static_cast<ucontext_t *>(context);
-    Dl_info place;
-    void *const at = instructionOf(state);
-    if (dladdr(at, &place) != 0)
-        store(shared->crashed, baseName(place.dli_fname));
+    const FaultOrigin where =
+        faultInjectorInterrupted(instructionOf(static_cast<ucontext_t *>(context)));
+    store(shared->ended, where.file);
+    shared->ended_by_others = !where.of_program;
+    shared->ended_in_call = where.in_failed_call;
     store(shared->failed, faultInjectorFailed());
     store(shared->caller, faultInjectorCaller());
     signal(number, SIG_DFL);
@@ -79,7 +77,7 @@ void watchForCrashes()
     struct sigaction action = {};
     action.sa_sigaction = noteCrash;
     action.sa_flags = SA_SIGINFO;
-    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGALRM})
+    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGALRM})
         sigaction(number, &action, nullptr);
 }
 
@@ -122,8 +120,24 @@ void tryBoth(FaultPath *path, long nth, Verdict *verdict)
     store(verdict->wrong, wrong);
 }
 
+long blocksLeftBy(FaultPath *path, long nth)
+{
+    const long before = faultInjectorLiveBlocks();
+    Verdict again = {};
+    tryBoth(path, nth, &again);
+    return faultInjectorLiveBlocks() - before;
+}
+
+/// Whose the blocks are that stay after a fault.
+FaultLeftovers leftoversOf(FaultPath *path, long nth)
+{
+    faultInjectorWatchBlocks();
+    blocksLeftBy(path, nth);
+    return faultInjectorLeftovers();
+}
+
 /// Runs in the child.
-void runChild(FaultPath *path, long nth)
+void runChild(FaultPath *path, long nth, long usuallyLeaked)
 {
     alarm(Patience);
     const struct rlimit noCore = {0, 0};
@@ -131,10 +145,9 @@ void runChild(FaultPath *path, long nth)
     watchForCrashes();
     tryBoth(path, nth, shared);
     // What stays of a first fault, such as the texts of errors, is there now.
-    const long before = faultInjectorLiveBlocks();
-    Verdict again = {};
-    tryBoth(path, nth, &again);
-    shared->leaked = faultInjectorLiveBlocks() - before;
+    shared->leaked = blocksLeftBy(path, nth);
+    if (shared->leaked > usuallyLeaked)
+        shared->left = leftoversOf(path, nth);
     shared->complete = true;
     _exit(0);
 }
@@ -152,39 +165,57 @@ std::string awaitChild(pid_t child)
 }
 
 /// \return what ended the child before it could tell, empty when it told
-std::string tryInChild(FaultPath *path, long nth)
+std::string tryInChild(FaultPath *path, long nth, long usuallyLeaked)
 {
     *shared = Verdict();
     fflush(stdout);
     const pid_t child = fork();
     if (child == 0)
-        runChild(path, nth);
+        runChild(path, nth, usuallyLeaked);
     return child < 0 ? "no process" : awaitChild(child);
 }
 
-bool isProgram(const std::string &file)
+/// Files what ended a child. A library that crashes or waits for ever in the very call in which the
+/// fault struck is beyond us. What it does in a later call may come from how the driver goes on.
+void fileEnd(const std::string &ended, const std::string &after, const std::string &example,
+             FaultTally *tally)
 {
-    return file.find(".so") == std::string::npos;
+    const Verdict &verdict = *shared;
+    const std::string what =
+        (ended == Hung ? "hangs in " : "crash in ") + std::string(verdict.ended) + after;
+    if (verdict.ended_in_call)
+        ++tally->lost[what];
+    else if (verdict.ended_by_others)
+        ++tally->unproven[what];
+    else
+        ++tally->broken[ended + after + example];
 }
 
-/// Files what became of one child. A library that crashes, or leaks, over a call of its own is
-/// beyond us; so is one that never comes back.
+/// Files blocks that are left over. One that a library allocated in the very call in which the
+/// fault struck never was the driver's; one from another call may have been.
+void fileLeak(const std::string &after, const std::string &example, FaultTally *tally)
+{
+    const FaultLeftovers &left = shared->left;
+    if (left.of_program > 0)
+        ++tally->broken["leak" + after + example];
+    else if (left.elsewhere == 0 && left.in_failed_call > 0)
+        ++tally->lost["leak" + after];
+    else
+        ++tally->unproven["leak" + after];
+}
+
+/// Files what became of one child.
 void file(const std::string &ended, long usuallyLeaked, long nth, FaultTally *tally)
 {
     const Verdict &verdict = *shared;
-    const std::string what = std::string(verdict.failed) + " of " + verdict.caller;
-    const bool ofLibrary = *verdict.caller != '\0' && !isProgram(verdict.caller);
-    if (ended == Hung && ofLibrary)
-        ++tally->lost["hangs after " + what];
-    else if (!ended.empty() && ofLibrary && *verdict.crashed != '\0' && !isProgram(verdict.crashed))
-        ++tally->lost[std::string("crash in ") + verdict.crashed + " after " + what];
-    else if (!ended.empty())
-        ++tally->broken[ended + ", call " + std::to_string(nth)];
+    const std::string after = std::string(" after ") + verdict.failed + " of " + verdict.caller;
+    const std::string example = ", for example call " + std::to_string(nth);
+    if (!ended.empty())
+        fileEnd(ended, after, example, tally);
     else if (*verdict.wrong != '\0')
-        ++tally->broken[verdict.wrong + std::string(", ") + what + ", for example call " +
-                        std::to_string(nth)];
+        ++tally->broken[verdict.wrong + after + example];
     else if (verdict.leaked > usuallyLeaked)
-        ++(ofLibrary ? tally->lost : tally->broken)["leak after " + what];
+        fileLeak(after, example, tally);
     else
         ++(verdict.succeeded ? tally->succeeded : tally->reported);
 }
@@ -206,7 +237,7 @@ FaultTally failCalls(FaultPath *path, long first, long step)
     } catch (const std::bad_alloc &) { // of the first one something stays, too
     }
     strerror(EIO); // and of the first text of an error
-    const std::string ended = tryInChild(path, 0);
+    const std::string ended = tryInChild(path, 0, std::numeric_limits<long>::max());
     tally.calls = shared->calls;
     const long leaked = shared->leaked;
     if (!ended.empty() || *shared->wrong != '\0' || !shared->succeeded)
@@ -214,7 +245,7 @@ FaultTally failCalls(FaultPath *path, long first, long step)
 
     for (long nth = first; nth <= tally.calls; nth += step) {
         ++tally.failed;
-        file(tryInChild(path, nth), leaked, nth, &tally);
+        file(tryInChild(path, nth, leaked), leaked, nth, &tally);
     }
     return tally;
 }

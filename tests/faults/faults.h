@@ -44,11 +44,14 @@ std::unique_ptr<FaultPath> makeLoad();
 /// What became of the calls of one path.
 struct FaultTally {
     std::string path;
-    long calls = 0;                     ///< that the path makes
-    long failed = 0;                    ///< calls that were made to fail: one process each
-    long succeeded = 0;                 ///< the attempt succeeded in spite of it
-    long reported = 0;                  ///< the attempt failed as documented
-    std::map<std::string, long> lost;   ///< what a library did not bear of its own calls
+    long calls = 0;     ///< that the path makes
+    long failed = 0;    ///< calls that were made to fail: one process each
+    long succeeded = 0; ///< the attempt succeeded in spite of it
+    long reported = 0;  ///< the attempt failed as documented
+    /// What a library did not bear of its own calls, and how often.
+    std::map<std::string, long> lost;
+    /// What a library did later, or left over, and may have done on its own.
+    std::map<std::string, long> unproven;
     std::map<std::string, long> broken; ///< what was wrong, and how often
 };
 

@@ -13,6 +13,10 @@
 namespace
 {
 
+/// Each of which was looked into, as docs/reliability.md tells; a few more or fewer from run to
+/// run.
+const long KnownUnproven = 30;
+
 enum ExitStatus { Survived = 0, Broken = 1, WrongUsage = 2, Unavailable = 3 };
 
 long sumOf(const std::map<std::string, long> &rows)
@@ -31,9 +35,11 @@ void printReasons(const char *title, const std::map<std::string, long> &rows)
 
 void printRow(const FaultTally &tally)
 {
-    printf("%-12s %8ld %8ld %10ld %10ld %8ld %8ld\n", tally.path.c_str(), tally.calls, tally.failed,
-           tally.succeeded, tally.reported, sumOf(tally.lost), sumOf(tally.broken));
+    printf("%-12s %8ld %8ld %10ld %10ld %8ld %8ld %8ld\n", tally.path.c_str(), tally.calls,
+           tally.failed, tally.succeeded, tally.reported, sumOf(tally.lost), sumOf(tally.unproven),
+           sumOf(tally.broken));
     printReasons("lost", tally.lost);
+    printReasons("unproven", tally.unproven);
     printReasons("BROKEN", tally.broken);
     fflush(stdout);
 }
@@ -84,15 +90,21 @@ int main(int argc, char **argv)
         fprintf(stderr, "dmc50-faults: %s\n", reason.c_str());
         return Unavailable;
     }
-    printf("%-12s %8s %8s %10s %10s %8s %8s\n", "path", "calls", "failed", "succeeded", "reported",
-           "lost", "broken");
+    printf("%-12s %8s %8s %10s %10s %8s %8s %8s\n", "path", "calls", "failed", "succeeded",
+           "reported", "lost", "unproven", "broken");
     bool broken = false;
+    long unproven = 0;
     for (const std::unique_ptr<FaultPath> &path : makePaths(simulator)) {
         if (parser.isSet("path") && parser.value("path").toStdString() != path->name())
             continue;
         const FaultTally tally = failCalls(path.get(), first, step);
         printRow(tally);
         broken = broken || !tally.broken.empty();
+        unproven += sumOf(tally.unproven);
+    }
+    if (unproven > KnownUnproven) {
+        printf("BROKEN: %ld unproven, only %ld are known\n", unproven, KnownUnproven);
+        broken = true;
     }
     printf("succeeded: in spite of the fault; reported: failed as documented; lost: a library did "
            "not\n  bear that its own call failed; after all others the next attempt succeeded\n");
