@@ -99,27 +99,9 @@ void expectFiled(const QString &text, const DriverTables &tables, const Reading 
     EXPECT(tables.programDataAddresses == (isNa ? QStringList(text) : QStringList()));
 }
 
-/// The station that a low-latency text names; -1 where such a text ends the program.
-int lowLatencyStation(const QString &text)
-{
-    if (text.at(0) < QLatin1Char('0') || text.at(0) > QLatin1Char('9'))
-        return DefaultStation;
-    const int length = text.indexOf(QLatin1Char('-'));
-    if (length < 1)
-        return -1;
-    uint station = 0;
-    for (int i = 0; i < length; ++i) {
-        const uint digit = text.at(i).unicode() - uint('0');
-        if (digit > 9 || station > (0xFFFFFFFFU - digit) / 10)
-            return 0;
-        station = station * 10 + digit;
-    }
-    return static_cast<int>(station & 0xFFU);
-}
-
 void expectLowLatency(const QString &text, const DriverTables &tables, bool endedForHyphen)
 {
-    const int station = lowLatencyStation(text);
+    const int station = lowLatencyStation(text, DefaultStation);
     EXPECT(endedForHyphen == (station < 0));
     EXPECT(tables.validAddresses.empty() && tables.programDataAddresses.isEmpty());
     EXPECT(endedForHyphen ||

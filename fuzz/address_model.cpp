@@ -116,3 +116,20 @@ AddressModel readAddress(const QString &text)
     readBit(reader, model);
     return model;
 }
+
+int lowLatencyStation(const QString &text, uchar defaultStation)
+{
+    if (text.at(0) < QLatin1Char('0') || text.at(0) > QLatin1Char('9'))
+        return defaultStation;
+    const int length = text.indexOf(QLatin1Char('-'));
+    if (length < 1)
+        return -1;
+    uint station = 0;
+    for (int i = 0; i < length; ++i) {
+        const uint digit = text.at(i).unicode() - uint('0');
+        if (digit > 9 || station > (0xFFFFFFFFU - digit) / 10)
+            return 0;
+        station = station * 10 + digit;
+    }
+    return static_cast<int>(station & 0xFFU);
+}

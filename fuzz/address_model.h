@@ -24,4 +24,8 @@ struct AddressModel {
 /// Reads a text; where it has no known form, only `form` tells anything.
 AddressModel readAddress(const QString &text);
 
+/// The station that a text with "LOWLATENCY" names; -1 where such a text ends the program.
+/// \param text  not empty
+int lowLatencyStation(const QString &text, uchar defaultStation);
+
 #endif // FUZZ_ADDRESS_MODEL_H

@@ -23,6 +23,11 @@ bool DriverTables::areEmpty() const
     return validAddresses.empty() && lowLatencyStations.empty() && programDataAddresses.isEmpty();
 }
 
+QString connectionOf(const DriverDMC50v3 &driver)
+{
+    return driver.m_connection_name;
+}
+
 uchar defaultStationOf(const DriverDMC50v3 &driver)
 {
     return driver.m_default_station_id;

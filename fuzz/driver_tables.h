@@ -24,6 +24,7 @@ struct DriverTables {
     QStringList &programDataAddresses; ///< NA texts, as they stand in the project
 };
 
+QString connectionOf(const DriverDMC50v3 &driver);
 uchar defaultStationOf(const DriverDMC50v3 &driver);
 
 /// Files one address text of the project as the reader of the database does.
