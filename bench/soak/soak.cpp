@@ -79,6 +79,8 @@ public:
         m_polling.wait();
         m_clock.end();
         m_link.settle();
+        result->exchanges = m_link.exchanges();
+        result->with_fault = m_link.exchangesWithFault();
         result->line = m_link.findings();
         result->user = m_user.findings();
     }
@@ -92,13 +94,11 @@ private:
             heap.look(m_link.exchangesWithFault());
         }
         m_link.endFaults();
-        result->exchanges = m_link.exchanges();
-        result->with_fault = m_link.exchangesWithFault();
     }
 
     void heal(SoakResult *result)
     {
-        const uint64_t last = result->exchanges;
+        const uint64_t last = m_link.exchanges();
         while (!m_user.allFreshSince(last) && m_link.exchanges() < last + LongestHealing)
             m_clock.sleep(LookPauseMs);
         result->healed = m_user.allFreshSince(last) ? m_link.exchanges() - last : 0;

@@ -20,7 +20,7 @@ struct SoakOptions {
 struct SoakResult {
     Findings line;
     UserFindings user;
-    uint64_t exchanges = 0;  ///< from the first to the last one that a fault may have struck
+    uint64_t exchanges = 0;
     uint64_t with_fault = 0; ///< of these a fault struck
     uint64_t healed = 0;   ///< exchanges after the last fault until all values were fresh; 0: never
     qint64 heap_early = 0; ///< most bytes in use in the second tenth of the run; -1: not counted
