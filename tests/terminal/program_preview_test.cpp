@@ -120,18 +120,17 @@ TEST_F(Preview, FindsProgramsOfAllNumbers)
 class AsNobody
 {
 public:
-    AsNobody() : m_user(geteuid())
-    {
-        if (m_user == 0) {
-            EXPECT_EQ(0, seteuid(65534));
-        }
-    }
+    AsNobody() : m_user(geteuid()), m_is_nobody(m_user != 0 || seteuid(65534) == 0) {}
     ~AsNobody() { EXPECT_EQ(0, seteuid(m_user)); }
     AsNobody(const AsNobody &) = delete;
     AsNobody &operator=(const AsNobody &) = delete;
 
+    /// False in a namespace of root alone.
+    bool isNobody() const { return m_is_nobody; }
+
 private:
     const uid_t m_user;
+    const bool m_is_nobody;
 };
 
 TEST_F(Preview, SaysThatAFileCannotBeRead)
@@ -140,6 +139,8 @@ TEST_F(Preview, SaysThatAFileCannotBeRead)
     ASSERT_EQ(0, chmod(QFile::encodeName(path("PROG_5.txt")).constData(), 0));
     ASSERT_EQ(0, chmod(QFile::encodeName(m_stick.path()).constData(), 0755));
     const AsNobody nobody;
+    if (!nobody.isNobody())
+        GTEST_SKIP() << "needs a user who may not read everything";
     const ProgramPreview preview = read();
     EXPECT_EQ("PROG_5.txt", preview.file);
     EXPECT_EQ("The file cannot be read.", preview.mistake);
