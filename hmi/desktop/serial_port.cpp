@@ -3,6 +3,7 @@
 #include "hmi/desktop/serial_format.h"
 
 #include <boost/asio/error.hpp>
+#include <boost/system/system_error.hpp>
 
 #include <algorithm>
 #include <cerrno>
@@ -63,12 +64,12 @@ SerialPort::Transfer failure(const error_code &error)
 }
 
 /// A pty passes bytes, not bits on a wire: it may keep 8 data bits and call any others an error.
-bool isPty(int descriptor)
+bool isPty(int file)
 {
     const unsigned int firstMajor = 136;
     const unsigned int lastMajor = 143;
     struct stat device;
-    return ::fstat(descriptor, &device) == 0 && S_ISCHR(device.st_mode) &&
+    return ::fstat(file, &device) == 0 && S_ISCHR(device.st_mode) &&
            major(device.st_rdev) >= firstMajor && major(device.st_rdev) <= lastMajor;
 }
 
@@ -82,10 +83,7 @@ int wholeMilliseconds(std::chrono::nanoseconds time)
 
 } // namespace
 
-SerialPort::SerialPort()
-    : m_port(m_io), m_wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), m_interrupted(false)
-{
-}
+SerialPort::SerialPort() : m_wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), m_interrupted(false) {}
 
 SerialPort::~SerialPort()
 {
@@ -100,8 +98,12 @@ QString SerialPort::open(const std::string &path, const SerialFormat &format)
     if (m_wake < 0) {
         return describe(systemError(EMFILE)); // nothing could interrupt a wait
     }
+    const QString trouble = makePort();
+    if (!trouble.isEmpty()) {
+        return trouble;
+    }
     error_code error;
-    m_port.open(path, error);
+    m_port->open(path, error);
     if (error) {
         return describe(error);
     }
@@ -117,14 +119,32 @@ QString SerialPort::open(const std::string &path, const SerialFormat &format)
     return QString();
 }
 
+/// asio takes descriptors of its own for the first port, and throws when there are none.
+QString SerialPort::makePort()
+{
+    try {
+        if (!m_port) {
+            m_port.reset(new boost::asio::serial_port(m_io));
+        }
+    } catch (const boost::system::system_error &thrown) {
+        return describe(thrown.code());
+    }
+    return QString();
+}
+
+/// -1: there is none.
+int SerialPort::descriptor() const
+{
+    return m_port ? m_port->native_handle() : -1;
+}
+
 /// Takes the port for this process and hides it from the programs that this process starts. The
 /// lock goes with the process whatever ends it; the terminal's own exclusive mode would stay on a
 /// pty whose other end lives on, and shut out the next start.
 QString SerialPort::claim()
 {
-    const int descriptor = m_port.native_handle();
-    if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0 ||
-        ::fcntl(descriptor, F_SETFD, FD_CLOEXEC) != 0) {
+    if (::flock(descriptor(), LOCK_EX | LOCK_NB) != 0 ||
+        ::fcntl(descriptor(), F_SETFD, FD_CLOEXEC) != 0) {
         return describe(systemError(errno));
     }
     return QString();
@@ -134,13 +154,13 @@ QString SerialPort::configure(const SerialFormat &format)
 {
     typedef boost::asio::serial_port_base Base;
     error_code error;
-    m_port.set_option(format.baudRate, error);
+    m_port->set_option(format.baudRate, error);
     if (error) {
         return QString("it refuses %1 baud").arg(format.baudRate.value());
     }
-    m_port.set_option(Base::flow_control(Base::flow_control::none), error);
+    m_port->set_option(Base::flow_control(Base::flow_control::none), error);
     const error_code framing = setFraming(format);
-    if (framing && !isPty(m_port.native_handle())) {
+    if (framing && !isPty(descriptor())) {
         error = framing;
     }
     return error ? QString("it refuses its settings: %1").arg(describe(error)) : QString();
@@ -149,39 +169,41 @@ QString SerialPort::configure(const SerialFormat &format)
 error_code SerialPort::setFraming(const SerialFormat &format)
 {
     error_code error;
-    m_port.set_option(format.dataBits, error);
+    m_port->set_option(format.dataBits, error);
     if (!error) {
-        m_port.set_option(format.parity, error);
+        m_port->set_option(format.parity, error);
     }
     if (!error) {
-        m_port.set_option(format.stopBits, error);
+        m_port->set_option(format.stopBits, error);
     }
     return error;
 }
 
 void SerialPort::close()
 {
-    error_code ignored;
-    m_port.close(ignored);
+    if (m_port) {
+        error_code ignored;
+        m_port->close(ignored);
+    }
 }
 
 bool SerialPort::isOpen() const
 {
-    return m_port.is_open();
+    return m_port && m_port->is_open();
 }
 
 // The transfers call the system themselves: asio takes several times as long over a short frame.
 
 /// Waits until something is to be asked of the descriptor (`Done`), be it what ails it, until the
 /// deadline or an interrupt. -1: there is nothing but these two to wait for.
-SerialPort::Status SerialPort::waitFor(int descriptor, short events, TimePoint deadline)
+SerialPort::Status SerialPort::waitFor(int file, short events, TimePoint deadline)
 {
     while (!m_interrupted) {
         const std::chrono::nanoseconds left = deadline - std::chrono::steady_clock::now();
         if (left.count() <= 0) {
             return Status::TimedOut;
         }
-        struct pollfd watched[] = {{descriptor, events, 0}, {m_wake, POLLIN, 0}};
+        struct pollfd watched[] = {{file, events, 0}, {m_wake, POLLIN, 0}};
         if (::poll(watched, 2, wholeMilliseconds(left)) > 0 && !m_interrupted) {
             return Status::Done;
         }
@@ -196,7 +218,7 @@ SerialPort::Transfer SerialPort::take(char *buffer, int size)
         result.status = Status::Interrupted;
         return result;
     }
-    const ssize_t count = ::read(m_port.native_handle(), buffer, static_cast<size_t>(size));
+    const ssize_t count = ::read(descriptor(), buffer, static_cast<size_t>(size));
     if (count > 0) {
         result.status = Status::Done;
         result.count = static_cast<int>(count);
@@ -214,7 +236,7 @@ SerialPort::Transfer SerialPort::read(char *buffer, int size, TimePoint deadline
     Transfer result;
     bool inTime = true;
     do {
-        inTime = waitFor(m_port.native_handle(), POLLIN, deadline) == Status::Done;
+        inTime = waitFor(descriptor(), POLLIN, deadline) == Status::Done;
         result = take(buffer, size);
     } while (inTime && result.status == Status::TimedOut);
     return result;
@@ -228,21 +250,20 @@ SerialPort::Transfer SerialPort::write(const char *data, int size,
     result.status = m_interrupted ? Status::Interrupted : Status::Done;
     int sent = 0;
     while (sent < size && result.status == Status::Done) {
-        const ssize_t count =
-            ::write(m_port.native_handle(), data + sent, static_cast<size_t>(size - sent));
+        const ssize_t count = ::write(descriptor(), data + sent, static_cast<size_t>(size - sent));
         if (count > 0) {
             sent += static_cast<int>(count);
         } else if (count == 0 || isPassing(errno)) {
             if (deadline == TimePoint()) {
                 deadline = std::chrono::steady_clock::now() + patience;
             }
-            result.status = waitFor(m_port.native_handle(), POLLOUT, deadline);
+            result.status = waitFor(descriptor(), POLLOUT, deadline);
         } else {
             result = failure(systemError(errno));
         }
     }
     if (result.status != Status::Done) {
-        ::tcflush(m_port.native_handle(), TCOFLUSH);
+        ::tcflush(descriptor(), TCOFLUSH);
     }
     result.count = sent;
     return result;
@@ -250,7 +271,7 @@ SerialPort::Transfer SerialPort::write(const char *data, int size,
 
 void SerialPort::dropInput()
 {
-    ::tcflush(m_port.native_handle(), TCIFLUSH);
+    ::tcflush(descriptor(), TCIFLUSH);
 }
 
 void SerialPort::waitUntil(TimePoint time)

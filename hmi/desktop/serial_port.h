@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <string>
 
 struct SerialFormat;
@@ -76,13 +77,15 @@ public:
     void resume();
 
 private:
-    Status waitFor(int descriptor, short events, TimePoint deadline);
+    QString makePort();
+    int descriptor() const;
+    Status waitFor(int file, short events, TimePoint deadline);
     QString claim();
     QString configure(const SerialFormat &format);
     boost::system::error_code setFraming(const SerialFormat &format);
 
     boost::asio::io_context m_io;
-    boost::asio::serial_port m_port;
+    std::unique_ptr<boost::asio::serial_port> m_port; ///< null until the first `open`
     int m_wake; ///< an eventfd that is readable from `interrupt` to `resume`; -1: there is none
     std::atomic<bool> m_interrupted;
 };
