@@ -4,6 +4,7 @@
 #include <limits>
 #include <new>
 #include <set>
+#include <utility>
 
 #include <QFileInfo>
 #include <QMutex>
@@ -307,20 +308,26 @@ void DriverDMC50v3::addStrToFrontOfErrorDescription(const QString &text)
 
 // ---- The polling thread ------------------------------------------------------------------------
 
+/// Makes and starts the thread. Without the memory for it, or when the system has no thread left,
+/// there is none, and the next call of the runtime tries again: what was kept for it stays so long.
 void DriverDMC50v3::createThread(AbstractDeviceInterface *link)
 {
     stopThread();
-    m_thread.reset(new PollingThread(link, &m_valid_addresses_map, m_default_station_id));
+    std::unique_ptr<PollingThread> thread(
+        new PollingThread(link, &m_valid_addresses_map, m_default_station_id));
+    if (!m_session_commands.isEmpty())
+        thread->setSessionCommand(m_session_commands);
+    if (!m_low_latency_stations.empty())
+        thread->setLowLatency(m_low_latency_stations);
+    m_thread = std::move(thread);
     m_running_thread = m_thread.get();
-    if (!m_session_commands.isEmpty()) {
-        m_thread->setSessionCommand(m_session_commands);
-        m_session_commands.clear();
-    }
-    if (!m_low_latency_stations.empty()) {
-        m_thread->setLowLatency(m_low_latency_stations);
-        m_low_latency_stations.clear();
-    }
     m_thread->start(QThread::InheritPriority);
+    if (!m_thread->isRunning()) {
+        stopThread();
+        return;
+    }
+    m_session_commands.clear();
+    m_low_latency_stations.clear();
 }
 
 void DriverDMC50v3::stopThread()
@@ -358,7 +365,7 @@ bool DriverDMC50v3::prepare(AbstractDeviceInterface *link)
         return false;
     if (!m_thread)
         createThread(link);
-    return true;
+    return m_thread != nullptr;
 }
 
 // ---- The project's database --------------------------------------------------------------------
