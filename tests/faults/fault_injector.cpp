@@ -17,8 +17,11 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/timerfd.h>
 #include <sys/uio.h>
 #include <termios.h>
 #include <time.h>
@@ -236,6 +239,14 @@ extern "C" int open64(const char *path, int flags, ...)
     return real(path, flags, mode);
 }
 
+extern "C" int openat(int directory, const char *path, int flags, ...)
+{
+    static const auto real = next(&openat, "openat");
+    MODE_OF(flags, mode)
+    FAIL_WITH("openat", EMFILE, -1)
+    return real(directory, path, flags, mode);
+}
+
 extern "C" int fcntl(int file, int command, ...)
 {
     static const auto real = next(&fcntl, "fcntl");
@@ -296,6 +307,19 @@ PASS_ON(int, lstat64, EIO, -1, (const char *path, struct stat64 *status) noexcep
 PASS_ON(int, statx, EIO, -1,
         (int directory, const char *path, int flags, unsigned mask, struct statx *status) noexcept,
         (directory, path, flags, mask, status))
+PASS_ON(int, fstat, EIO, -1, (int file, struct stat *status) noexcept, (file, status))
+PASS_ON(int, stat, EIO, -1, (const char *path, struct stat *status) noexcept, (path, status))
+PASS_ON(int, lstat, EIO, -1, (const char *path, struct stat *status) noexcept, (path, status))
+PASS_ON(off_t, lseek, EIO, -1, (int file, off_t at, int whence) noexcept, (file, at, whence))
+PASS_ON(int, dup, EMFILE, -1, (int file) noexcept, (file))
+PASS_ON(int, flock, EINTR, -1, (int file, int operation) noexcept, (file, operation))
+PASS_ON(int, eventfd, EMFILE, -1, (unsigned count, int flags) noexcept, (count, flags))
+PASS_ON(int, eventfd_read, EIO, -1, (int file, eventfd_t *value), (file, value))
+PASS_ON(int, eventfd_write, EIO, -1, (int file, eventfd_t value), (file, value))
+PASS_ON(int, timerfd_create, EMFILE, -1, (clockid_t clock, int flags) noexcept, (clock, flags))
+PASS_ON(int, timerfd_settime, EINVAL, -1,
+        (int file, int flags, const struct itimerspec *at, struct itimerspec *before) noexcept,
+        (file, flags, at, before))
 PASS_ON(int, access, EIO, -1, (const char *path, int mode) noexcept, (path, mode))
 PASS_ON(ssize_t, readlink, EIO, -1, (const char *path, char *buffer, size_t size) noexcept,
         (path, buffer, size))
@@ -309,6 +333,13 @@ PASS_ON(int, mkdir, EIO, -1, (const char *path, mode_t mode) noexcept, (path, mo
 PASS_ON(void *, mmap64, ENOMEM, MAP_FAILED,
         (void *at, size_t size, int protection, int flags, int file, off64_t offset) noexcept,
         (at, size, protection, flags, file, offset))
+PASS_ON(void *, mmap, ENOMEM, MAP_FAILED,
+        (void *at, size_t size, int protection, int flags, int file, off_t offset) noexcept,
+        (at, size, protection, flags, file, offset))
+PASS_ON(int, munmap, EINVAL, -1, (void *at, size_t size) noexcept, (at, size))
+PASS_ON(int, ppoll, EINTR, -1,
+        (struct pollfd * files, nfds_t count, const struct timespec *time, const sigset_t *signals),
+        (files, count, time, signals))
 PASS_ON(int, poll, EINTR, -1, (struct pollfd * files, nfds_t count, int ms), (files, count, ms))
 PASS_ON(int, epoll_create1, EMFILE, -1, (int flags) noexcept, (flags))
 PASS_ON(int, epoll_ctl, ENOMEM, -1,
@@ -322,6 +353,16 @@ PASS_ON(int, tcsetattr, EIO, -1, (int file, int when, const struct termios *sett
 PASS_ON(int, tcflush, EIO, -1, (int file, int queue) noexcept, (file, queue))
 PASS_ON(int, nanosleep, EINTR, -1, (const struct timespec *request, struct timespec *remaining),
         (request, remaining))
+
+/// The error is the result.
+extern "C" int clock_nanosleep(clockid_t clock, int flags, const struct timespec *request,
+                               struct timespec *remaining)
+{
+    static const auto real = next(&clock_nanosleep, "clock_nanosleep");
+    if (fails("clock_nanosleep"))
+        return EINTR;
+    return real(clock, flags, request, remaining);
+}
 
 extern "C" int pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
                               void *(*start)(void *), void *argument) noexcept

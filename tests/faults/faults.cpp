@@ -77,7 +77,7 @@ void watchForCrashes()
     struct sigaction action = {};
     action.sa_sigaction = noteCrash;
     action.sa_flags = SA_SIGINFO;
-    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGALRM})
+    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGALRM})
         sigaction(number, &action, nullptr);
 }
 
@@ -111,11 +111,11 @@ void tryBoth(FaultPath *path, long nth, Verdict *verdict)
     store(verdict->failed, faultInjectorFailed());
     store(verdict->caller, faultInjectorCaller());
     if (wrong.empty())
-        wrong = path->state(verdict->succeeded);
+        wrong = path->state(verdict->succeeded, *verdict->failed != '\0');
     if (wrong.empty() && !succeedsNow(path))
         wrong = "the next attempts fail";
     if (wrong.empty())
-        wrong = path->state(true);
+        wrong = path->state(true, false);
     path->end();
     store(verdict->wrong, wrong);
 }

@@ -28,14 +28,18 @@ public:
     virtual bool attempt() = 0;
 
     /// Looks at the state after an attempt.
+    /// \param succeeded  what `attempt` said
+    /// \param struck     whether a call failed in it
     /// \return what is wrong with it, empty when it is as documented
-    virtual std::string state(bool succeeded) = 0;
+    virtual std::string state(bool succeeded, bool struck) = 0;
 
     /// Gives back what `prepare` made.
     virtual void end() = 0;
 };
 
 std::unique_ptr<FaultPath> makeTableBuild();
+std::unique_ptr<FaultPath> makeStart(Simulator &simulator);
+std::unique_ptr<FaultPath> makeOpen(const Simulator &simulator);
 std::unique_ptr<FaultPath> makePoll(Simulator &simulator);
 std::unique_ptr<FaultPath> makeWrite(const Simulator &simulator);
 std::unique_ptr<FaultPath> makeSave();

@@ -51,6 +51,8 @@ std::vector<std::unique_ptr<FaultPath>> makePaths(Simulator &simulator)
 {
     std::vector<std::unique_ptr<FaultPath>> paths;
     paths.push_back(makeTableBuild());
+    paths.push_back(makeStart(simulator));
+    paths.push_back(makeOpen(simulator));
     paths.push_back(makePoll(simulator));
     paths.push_back(makeWrite(simulator));
     paths.push_back(makeSave());

@@ -35,10 +35,12 @@ public:
     void prepare() override { m_driver.reset(new DriverDMC50v3); }
     bool attempt() override { return m_driver->readDB(m_device); }
 
-    std::string state(bool succeeded) override
+    std::string state(bool succeeded, bool) override
     {
         if (!succeeded)
-            return isDocumented(m_driver->getLastError()) ? "" : "no documented error text";
+            return m_driver->hasError() && isDocumented(m_driver->getLastError())
+                       ? ""
+                       : "no documented error";
         const AddressVectorMap table = probe::validAddresses(*m_driver);
         if (table.size() != Stations)
             return "stations are missing";

@@ -57,12 +57,15 @@ public:
 
     bool attempt() override { return m_saver->saveFile(m_rows, m_file); }
 
-    /// That all of it reached the medium is not what the saver says.
-    std::string state(bool succeeded) override
+    /// That all of it reached the medium is not what the saver says, so a fault may cut it short.
+    std::string state(bool succeeded, bool struck) override
     {
         if (!succeeded)
             return m_saver->errorMessageList().isEmpty() ? "no message" : "";
-        return m_whole.startsWith(bytesOf(m_file)) ? "" : "something else in the file";
+        const QByteArray saved = bytesOf(m_file);
+        if (!m_whole.startsWith(saved))
+            return "something else in the file";
+        return struck || saved == m_whole ? "" : "a part of the table in the file";
     }
 
     void end() override { m_saver.reset(); }
@@ -87,7 +90,7 @@ public:
     void prepare() override { m_loader.reset(new ZCSVLoader(nullptr)); }
     bool attempt() override { return m_loader->openFile(m_file); }
 
-    std::string state(bool succeeded) override
+    std::string state(bool succeeded, bool) override
     {
         const QList<QStringList> rows = m_loader->fileContent();
         if (succeeded)
