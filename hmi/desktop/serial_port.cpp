@@ -98,7 +98,7 @@ QString SerialPort::open(const std::string &path, const SerialFormat &format)
     if (m_wake < 0) {
         return describe(systemError(EMFILE)); // nothing could interrupt a wait
     }
-    const QString trouble = makePort();
+    QString trouble = makePort();
     if (!trouble.isEmpty()) {
         return trouble;
     }
