@@ -19,7 +19,7 @@
 namespace
 {
 
-const int Patience = 10; // seconds, then a child is ended
+const int Patience = 20; // seconds, then a child is ended; it may have to share the machine
 
 const int MostAttempts = 3;
 const char Hung[] = "ended because it hung";
