@@ -44,6 +44,12 @@ void VirtualClock::jump(qint64 ms)
     m_moved.notify_all();
 }
 
+size_t VirtualClock::sleepers()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_wakes.size();
+}
+
 void VirtualClock::end()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);

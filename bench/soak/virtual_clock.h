@@ -29,6 +29,9 @@ public:
     /// Any thread: puts the clock on. Who sleeps meanwhile finds the time gone all at once.
     void jump(qint64 ms);
 
+    /// Any thread: how many wait for the time to come.
+    size_t sleepers();
+
     /// From now on nobody waits: the driver's thread is ending, and the time with it.
     void end();
 
