@@ -18,11 +18,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <limits>
 #include <memory>
+#include <pthread.h>
+#include <set>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace
 {
@@ -284,6 +290,62 @@ TEST_F(Lifetime, EndsTheObjectThatTheRuntimeKnows)
     interface->setSessionCommand(QList<CommunicatorCommand>() << tag("NA10"));
     interface.reset();
     EXPECT_TRUE(object.isNull());
+}
+
+// ---- A system without threads left ---------------------------------------------------------
+
+/// While it lives, a new thread asks for more memory than there is, and cannot be started.
+class NoThreadsLeft
+{
+public:
+    NoThreadsLeft()
+    {
+        EXPECT_EQ(0, ::pthread_getattr_default_np(&m_before));
+        pthread_attr_t greedy;
+        ::pthread_attr_init(&greedy);
+        const size_t halfOfAllAddresses = std::numeric_limits<size_t>::max() / 2 + 1;
+        EXPECT_EQ(0, ::pthread_attr_setstacksize(&greedy, halfOfAllAddresses));
+        EXPECT_EQ(0, ::pthread_setattr_default_np(&greedy));
+        ::pthread_attr_destroy(&greedy);
+    }
+
+    ~NoThreadsLeft()
+    {
+        EXPECT_EQ(0, ::pthread_setattr_default_np(&m_before));
+        ::pthread_attr_destroy(&m_before);
+    }
+
+    NoThreadsLeft(const NoThreadsLeft &) = delete;
+    NoThreadsLeft &operator=(const NoThreadsLeft &) = delete;
+
+private:
+    pthread_attr_t m_before;
+};
+
+TEST(StartOfTheLine, IsTriedAgainByTheNextCall)
+{
+    FakeLink link;
+    link.answer = frames::echoAddresses;
+    DriverDMC50v3 driver;
+    probe::setValidAddresses(driver, {{1, {0x10, 0x11}}});
+    probe::setLowLatencyStations(driver, {2});
+    driver.setSessionCommand(QList<CommunicatorCommand>() << tag("NA11"));
+    {
+        const NoThreadsLeft none;
+        EXPECT_EQ("", hexOf(driver.read(&link, tag("NA10"))));
+        EXPECT_EQ(0, driver.write(&link, tag("NA10"), bytes("01")));
+    }
+    EXPECT_THAT(link.sent(), IsEmpty());
+    EXPECT_EQ(nullptr, probe::thread(driver));
+    EXPECT_EQ(1, probe::keptSession(driver).size());
+    EXPECT_EQ(std::set<uchar>({2}), probe::lowLatencyStations(driver));
+
+    EXPECT_EQ("10 00 00 00", hexOf(driver.read(&link, tag("NA10"))));
+    EXPECT_TRUE(probe::keptSession(driver).isEmpty());
+    EXPECT_TRUE(eventually([&link] {
+        const std::vector<std::string> sent = link.sent();
+        return std::count(sent.begin(), sent.end(), frames::readRequest(1, {0x11})) > 0;
+    })) << "the session that was announced before is polled";
 }
 
 // ---- While another thread is in a call -----------------------------------------------------

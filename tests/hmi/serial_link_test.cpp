@@ -11,6 +11,8 @@
 #include <chrono>
 #include <ctime>
 #include <fcntl.h>
+#include <memory>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -208,6 +210,58 @@ TEST(SerialLinkOpen, SaysThatAnotherProgramHasThePort)
     EXPECT_EQ("cannot open COM2 (" + line.pty.path() + "): it is in use by another program",
               openError(line.pty.path(), wiring()));
     EXPECT_TRUE(line.link.isUp());
+}
+
+/// While it lives, this process may open nothing more than it has open.
+class NoDescriptorsLeft
+{
+public:
+    NoDescriptorsLeft()
+    {
+        EXPECT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &m_before));
+        rlimit none = m_before;
+        none.rlim_cur = 0;
+        EXPECT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &none));
+    }
+
+    ~NoDescriptorsLeft() { EXPECT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &m_before)); }
+
+    NoDescriptorsLeft(const NoDescriptorsLeft &) = delete;
+    NoDescriptorsLeft &operator=(const NoDescriptorsLeft &) = delete;
+
+private:
+    rlimit m_before;
+};
+
+TEST(SerialLinkOpen, SaysThatALinkMadeWithoutDescriptorsCannotWait)
+{
+    const Pty pty;
+    std::unique_ptr<SerialLink> link;
+    {
+        const NoDescriptorsLeft none;
+        link.reset(new SerialLink(QString::fromStdString(pty.path()), wiring(), timing(BriefMs)));
+    }
+    QString error;
+    EXPECT_FALSE(link->open(&error));
+    EXPECT_EQ("cannot open COM2 (" + pty.path() + "): Too many open files", error.toStdString());
+    EXPECT_FALSE(link->isUp());
+    EXPECT_EQ("", readOnce(link.get()));
+    EXPECT_EQ(0, writeAll(link.get(), "request"));
+}
+
+TEST(SerialLinkOpen, SucceedsOnceThereAreDescriptorsAgain)
+{
+    const Pty pty;
+    SerialLink link(QString::fromStdString(pty.path()), wiring(), timing(BriefMs));
+    {
+        const NoDescriptorsLeft none;
+        QString error;
+        EXPECT_FALSE(link.open(&error));
+        EXPECT_EQ("cannot open COM2 (" + pty.path() + "): Too many open files",
+                  error.toStdString());
+    }
+    EXPECT_TRUE(link.open(nullptr)) << qPrintable(link.lastError());
+    EXPECT_TRUE(link.isUp());
 }
 
 TEST(SerialLinkOpen, SucceedsOnceTheOtherProgramHasClosedIt)
