@@ -28,6 +28,7 @@
 #include <unistd.h>
 
 // The C library's own allocator, which needs no memory to be found.
+// NOLINTBEGIN(bugprone-reserved-identifier): its names
 extern "C" {
 void *__libc_malloc(size_t size);
 void *__libc_calloc(size_t count, size_t size);
@@ -35,6 +36,7 @@ void *__libc_realloc(void *block, size_t size);
 void *__libc_memalign(size_t alignment, size_t size);
 void __libc_free(void *block);
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace
 {
@@ -209,12 +211,13 @@ extern "C" void free(void *block) noexcept
 #define PASS_ON(type, name, error, failure, parameters, arguments)                                 \
     extern "C" type name parameters                                                                \
     {                                                                                              \
-        static const auto real = next(&name, #name);                                               \
+        static const auto real = next(&(name), #name);                                             \
         FAIL_WITH(#name, error, failure)                                                           \
         return real arguments;                                                                     \
     }
 
-#define MODE_OF(flags, mode)                                                                       \
+/// Defines `mode`: what stands behind the flags, when there is something.
+#define TAKE_MODE(flags)                                                                           \
     mode_t mode = 0;                                                                               \
     if (((flags) & (O_CREAT | O_TMPFILE)) != 0) {                                                  \
         va_list list;                                                                              \
@@ -226,7 +229,7 @@ extern "C" void free(void *block) noexcept
 extern "C" int open(const char *path, int flags, ...)
 {
     static const auto real = next(&open, "open");
-    MODE_OF(flags, mode)
+    TAKE_MODE(flags)
     FAIL_WITH("open", EMFILE, -1)
     return real(path, flags, mode);
 }
@@ -234,7 +237,7 @@ extern "C" int open(const char *path, int flags, ...)
 extern "C" int open64(const char *path, int flags, ...)
 {
     static const auto real = next(&open64, "open64");
-    MODE_OF(flags, mode)
+    TAKE_MODE(flags)
     FAIL_WITH("open64", EMFILE, -1)
     return real(path, flags, mode);
 }
@@ -242,7 +245,7 @@ extern "C" int open64(const char *path, int flags, ...)
 extern "C" int openat(int directory, const char *path, int flags, ...)
 {
     static const auto real = next(&openat, "openat");
-    MODE_OF(flags, mode)
+    TAKE_MODE(flags)
     FAIL_WITH("openat", EMFILE, -1)
     return real(directory, path, flags, mode);
 }

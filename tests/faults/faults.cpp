@@ -44,7 +44,8 @@ Verdict *shared = nullptr;
 void *instructionOf(const ucontext_t *state)
 {
 #if defined(__x86_64__)
-    return reinterpret_cast<void *>(state->uc_mcontext.gregs[REG_RIP]);
+    const greg_t address = state->uc_mcontext.gregs[REG_RIP];
+    return reinterpret_cast<void *>(address); // NOLINT: the kernel's type
 #elif defined(__aarch64__)
     return reinterpret_cast<void *>(state->uc_mcontext.pc);
 #else
