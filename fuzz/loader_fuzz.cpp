@@ -26,6 +26,9 @@ enum Option {
     ReadAgain = 0x80 | 0x40 ///< both: takes as long as all else, and one input in four is enough
 };
 
+/// Nothing new comes with more, and most of the time would go into them.
+const int MostFieldsReadAgain = 64;
+
 const char Quote[] = "\"";
 const char QuoteInside[] = "\"\"";
 const QChar TabDelimiter = QLatin1Char('\t');
@@ -55,6 +58,12 @@ QString written(const QList<QStringList> &rows, const QString &delimiter)
 bool canBeReadAgain(const QList<QStringList> &rows, const QString &text)
 {
     return rows.size() > 1 && rows.first().size() > 1 && !text.contains(QLatin1Char('\r'));
+}
+
+/// Rows are as wide as the header: a short input may make thousands of fields.
+bool isSmall(const QList<QStringList> &rows)
+{
+    return rows.isEmpty() || rows.size() * rows.first().size() <= MostFieldsReadAgain;
 }
 
 void expectTheSameAgain(ZCSVLoader &loader, const QList<QStringList> &rows)
@@ -119,7 +128,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     model.read(decoded(bytes, codecFor(options)), comma ? CommaDelimiter : TabDelimiter,
                comma ? TabDelimiter : CommaDelimiter, keepWidths);
     expectTable(model, rows, errors, warnings);
-    if (errors.isEmpty() && (options & ReadAgain) == ReadAgain)
+    if (errors.isEmpty() && (options & ReadAgain) == ReadAgain && isSmall(rows))
         expectTheSameAgain(loader, rows);
     return 0;
 }
