@@ -245,8 +245,11 @@ FaultTally failCalls(FaultPath *path, long first, long step)
         ++tally.broken["without a fault: " + ended + shared->wrong];
 
     for (long nth = first; nth <= tally.calls; nth += step) {
+        const std::string end = tryInChild(path, nth, leaked);
+        if (shared->complete && *shared->failed == '\0' && *shared->wrong == '\0')
+            continue; // other threads' calls differ from run to run: this time there were fewer
         ++tally.failed;
-        file(tryInChild(path, nth, leaked), leaked, nth, &tally);
+        file(end, leaked, nth, &tally);
     }
     return tally;
 }
