@@ -11,6 +11,8 @@
 /// lengths. An object that leaked with each exchange of a long run would take many times that.
 const qint64 HeapTolerance = 64 * 1024;
 
+typedef unsigned long long Count; ///< as printf has it
+
 /// As printf; at most 199 characters.
 __attribute__((format(printf, 1, 2))) std::string formatted(const char *format, ...);
 

@@ -200,6 +200,8 @@ void JudgedLink::settle()
     if (!reading.refusal.empty()) {
         ++outcomes.refused;
         judgeErrorText(reading);
+    } else if (m_thread->hasError()) {
+        violation("an error in spite of a good reply");
     }
     judgeValues(reading, &outcomes);
     countDamage();

@@ -127,8 +127,9 @@ SimulatorOptions simulatorOptions(const QString &folder)
     for (const char *text : Faults) {
         Fault fault;
         std::string error;
-        if (parseFault(text, &fault, &error))
-            options.faults.push_back(fault);
+        if (!parseFault(text, &fault, &error))
+            qFatal("%s", error.c_str());
+        options.faults.push_back(fault);
     }
     return options;
 }
@@ -194,9 +195,9 @@ private:
     void vanish(PortSoakResult *result)
     {
         m_simulator.stop();
-        comesTrue([this] { return !m_serial.isUp(); });
+        if (comesTrue([this] { return !m_serial.isUp(); }))
+            ++result->vanished;
         m_simulator.start(&result->no_start);
-        ++result->vanished;
     }
 
     void write()
@@ -253,14 +254,12 @@ private:
     PollingThread m_polling;
 };
 
-typedef unsigned long long Count; // as printf has it
-
 } // namespace
 
 PortSoakResult runPortSoak(const PortSoakOptions &options)
 {
     PortSoakResult result;
-    result.heap_early = result.heap_late = std::min<qint64>(heapInUse(), 0);
+    result.heap_early = result.heap_late = heapInUse() < 0 ? -1 : 0;
     const SteadyClock::time_point begin = SteadyClock::now();
     PortBench(options).run(&result);
     result.seconds = std::chrono::duration<double>(SteadyClock::now() - begin).count();
@@ -272,6 +271,8 @@ std::string shortcomings(const PortSoakResult &result)
     if (!result.no_start.empty())
         return "  port: " + result.no_start + "\n";
     std::string text;
+    if (result.vanished != Parts - 1)
+        text += "  port: the link did not see each time that it was gone\n";
     if (!result.healed)
         text += "  port: not all values were true again after the faults\n";
     if (result.heap_late > result.heap_early + HeapTolerance)

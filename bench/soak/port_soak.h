@@ -17,7 +17,7 @@ struct PortSoakResult {
     std::string no_start;   ///< why there was no port; empty: there was one
     uint64_t exchanges = 0; ///< begun while faults struck
     uint64_t refused = 0;   ///< of these without a good reply
-    int vanished = 0;       ///< how often the port went away and came back
+    int vanished = 0;       ///< how often the link saw that the port was gone
     bool healed = false;    ///< all values were true when the faults had ended
     qint64 heap_early = 0;  ///< most bytes in use in the second fifth of the run; -1: not counted
     qint64 heap_late = 0;   ///< most bytes in use in the last fifth

@@ -1,7 +1,8 @@
 #include "bench/soak/reading.h"
 
-#include <cstdio>
 #include <cstdlib>
+
+#include "bench/soak/formatted.h"
 
 namespace
 {
@@ -31,13 +32,6 @@ unsigned leniently(const std::string &digits)
 {
     const std::string text = digits.substr(0, digits.find('\0'));
     return isNumber(text) ? number(text) : 0;
-}
-
-std::string formatted(const char *format, unsigned first, unsigned second = 0)
-{
-    char text[64];
-    snprintf(text, sizeof text, format, first, second);
-    return text;
 }
 
 std::string refusalOf(const CplRequest &request, const std::string &reply)

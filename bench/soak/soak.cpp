@@ -124,8 +124,6 @@ private:
     RuntimeUser m_user;
 };
 
-typedef unsigned long long Count; // as printf has it
-
 uint64_t sumOf(const std::map<int, uint32_t> &counts)
 {
     uint64_t sum = 0;

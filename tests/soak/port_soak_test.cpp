@@ -27,6 +27,7 @@ TEST(PortSoakResult, NamesWhatDoesNotHold)
 {
     PortSoakResult result;
     result.healed = true;
+    result.vanished = 4;
     EXPECT_EQ("", shortcomings(result));
 
     PortSoakResult other = result;
@@ -34,6 +35,9 @@ TEST(PortSoakResult, NamesWhatDoesNotHold)
     EXPECT_EQ("  port: no pty\n", shortcomings(other));
     other = result;
     other.healed = false;
+    EXPECT_NE("", shortcomings(other));
+    other = result;
+    other.vanished = 3;
     EXPECT_NE("", shortcomings(other));
     other = result;
     other.heap_late = HeapTolerance;
