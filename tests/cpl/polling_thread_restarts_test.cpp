@@ -197,7 +197,14 @@ TEST(PollingThreadRestartsUnderAReader, AThousandTimesEndTheReaderEachTime)
         FakeClock clock;
         FakeLink link;
         link.timeoutMs = 2147483647; // nobody gives up
-        link.answer = silence;
+        std::atomic<bool> asked(false);
+        std::atomic<bool> stopped(false);
+        link.answer = [&](const std::string &) {
+            asked = true;
+            while (!stopped)
+                std::this_thread::yield();
+            return std::string();
+        };
         PollingThread polling(&link, &project, 1, &clock);
         polling.start();
         std::atomic<bool> read(true);
@@ -207,8 +214,10 @@ TEST(PollingThreadRestartsUnderAReader, AThousandTimesEndTheReaderEachTime)
             UCharVector indexes(1, 0);
             read = polling.readOnceData(1, data, addresses, indexes);
         });
-        std::this_thread::yield();
+        while (!asked) // its request is the only one
+            std::this_thread::yield();
         polling.stop();
+        stopped = true;
         const bool ended = polling.wait(20000);
         reader.join();
         ASSERT_TRUE(ended);
