@@ -15,8 +15,6 @@
 namespace
 {
 
-typedef std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)> Statement;
-
 enum LinkColumn { LinkId, HmiPort, LinkColumns };
 enum NodeColumn { NodeLinkId, IsDefault, StationId, NodeColumns };
 enum TagColumn { ConnectorId, TagNumbers, Address = TagNumbers, TagColumns };

@@ -13,6 +13,7 @@
 #include "driver/dmc50_share.h"
 
 struct sqlite3_stmt;
+typedef std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)> Statement;
 
 /// Reads the three tables row by row through SQLite's own interface, and selects and files the rows
 /// itself. For one open connection, whatever the file behind it comes to hold.
@@ -36,8 +37,6 @@ public:
     QStringList programDataAddresses;
 
 private:
-    typedef std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)> Statement;
-
     void prepare();
     bool readLinks(int hmiPort);
     bool readDefaultStation();

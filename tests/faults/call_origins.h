@@ -12,8 +12,8 @@ const int MostFrames = 64;
 struct Stack {
     void *frames[MostFrames]; ///< innermost first
     int count;
-    long
-        visit; ///< changes with the program's part of the stack: equal within one call of a library
+    /// Changes with the program's part of the stack: equal within one call of a library.
+    long visit;
 };
 
 /// Takes the stack of this thread.

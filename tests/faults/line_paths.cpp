@@ -27,8 +27,8 @@ const int Words = 60; // two frames
 const int TimeoutMs = 200;
 
 /// Passes everything on and stops the thread when it is done, behind a number of requests, or on a
-/// quiet line. Sees
-/// the thread's errors before each pause, as a good reply or the idle pause takes them away.
+/// quiet line. Sees the thread's errors before each pause, as a good reply or the idle pause takes
+/// them away.
 class EndingLink : public PassingLink, public Clock
 {
 public:
