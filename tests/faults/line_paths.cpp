@@ -9,6 +9,7 @@
 
 #include <QRegularExpression>
 
+#include "bench/soak/process_figures.h"
 #include "common/tools.h"
 #include "cpl/dmc50_polling_thread.h"
 #include "cpl/passing_link.h"
@@ -159,6 +160,7 @@ public:
 
     void prepare() override
     {
+        m_threads = runningThreads();
         m_link.reset(makeLink(m_port));
         openForSure(*m_link);
         m_driver.reset(new DriverDMC50v3);
@@ -181,14 +183,18 @@ public:
         return m_value == intToByteArray(static_cast<int>(wordOf(0))) ? "" : "a wrong value";
     }
 
+    /// The C library gives back what a thread kept only behind the end that others wait for.
     void end() override
     {
         m_driver.reset();
+        while (runningThreads() > m_threads)
+            Clock::system()->sleep(1);
         m_link.reset();
     }
 
 private:
     const QString m_port;
+    int m_threads = 0; ///< of this process when the path begins
     CommunicatorCommand m_tag;
     std::unique_ptr<SerialLink> m_link;
     std::unique_ptr<DriverDMC50v3> m_driver;
