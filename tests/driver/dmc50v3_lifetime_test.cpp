@@ -303,8 +303,9 @@ public:
         EXPECT_EQ(0, ::pthread_getattr_default_np(&m_before));
         pthread_attr_t greedy;
         ::pthread_attr_init(&greedy);
-        const size_t halfOfAllAddresses = std::numeric_limits<size_t>::max() / 2 + 1;
-        EXPECT_EQ(0, ::pthread_attr_setstacksize(&greedy, halfOfAllAddresses));
+        const size_t mebibyte = 1048576;
+        const size_t nearlyAllAddresses = std::numeric_limits<size_t>::max() - mebibyte + 1;
+        EXPECT_EQ(0, ::pthread_attr_setstacksize(&greedy, nearlyAllAddresses));
         EXPECT_EQ(0, ::pthread_setattr_default_np(&greedy));
         ::pthread_attr_destroy(&greedy);
     }
