@@ -28,7 +28,7 @@
 #include <unistd.h>
 
 // The C library's own allocator, which needs no memory to be found.
-// NOLINTBEGIN(bugprone-reserved-identifier): its names
+// NOLINTBEGIN(bugprone-reserved-identifier): these are the C library's names, not ours
 extern "C" {
 void *__libc_malloc(size_t size);
 void *__libc_calloc(size_t count, size_t size);
@@ -36,7 +36,7 @@ void *__libc_realloc(void *block, size_t size);
 void *__libc_memalign(size_t alignment, size_t size);
 void __libc_free(void *block);
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(bugprone-reserved-identifier): of the C library's names
 
 namespace
 {

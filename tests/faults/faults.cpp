@@ -44,8 +44,8 @@ Verdict *shared = nullptr;
 void *instructionOf(const ucontext_t *state)
 {
 #if defined(__x86_64__)
-    const greg_t address = state->uc_mcontext.gregs[REG_RIP];
-    return reinterpret_cast<void *>(address); // NOLINT: the kernel's type
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel tells addresses as numbers
+    return reinterpret_cast<void *>(state->uc_mcontext.gregs[REG_RIP]);
 #elif defined(__aarch64__)
     return reinterpret_cast<void *>(state->uc_mcontext.pc);
 #else

@@ -239,7 +239,8 @@ protected:
     void SetUp() override
     {
 #if defined(__SANITIZE_ADDRESS__)
-        GTEST_SKIP() << "UndefinedBehaviorSanitizer needs descriptors to look at an object";
+        GTEST_SKIP() << "UndefinedBehaviorSanitizer opens a pipe to look at an object's type, and "
+                        "takes the object for broken when no descriptor is left";
 #endif
     }
 };

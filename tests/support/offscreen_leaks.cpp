@@ -4,7 +4,7 @@
 
 extern "C" const char *__lsan_default_suppressions(); // NOLINT: LeakSanitizer's own name
 
-extern "C" const char *__lsan_default_suppressions() // NOLINT: as above
+extern "C" const char *__lsan_default_suppressions() // NOLINT: LeakSanitizer's own name
 {
     return "leak:libqoffscreen.so\n";
 }
