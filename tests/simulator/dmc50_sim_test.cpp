@@ -200,7 +200,7 @@ TEST_F(Dmc50Sim, MakesALinkNamesItAndRemovesItAtTheEnd)
 TEST_F(Dmc50Sim, KeepsTheBytesOfAPathInAnyLocale)
 {
     const std::string link = path("\xC3\xB6\x66\x65\x6E"); // "öfen"
-    writeFile(path("script"), "exec " DMC50_SIM " --pty '" + link + "'");
+    writeFile(path("script"), "exec '" DMC50_SIM "' --pty '" + link + "'");
     QProcessEnvironment plain = QProcessEnvironment::systemEnvironment();
     plain.insert("LC_ALL", "C");
     Program program;
